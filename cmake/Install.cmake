@@ -1,0 +1,41 @@
+# The public headers, in one list: what is installed, and what the build tree offers under <orvel/...> meanwhile.
+
+set(ORVEL_PUBLIC_HEADERS
+  core/QD_OrvelCommand.h
+  core/QD_OrvelConnection.h
+  core/QD_OrvelDebugOutput.h
+  core/QD_OrvelError.h
+  core/QD_OrvelException.h
+  core/QD_OrvelExport.h
+  core/QD_OrvelHandle.h
+  core/QD_OrvelInterface.h
+  core/QD_OrvelQuery.h
+  core/QD_OrvelTools.h)
+
+set(build_include ${PROJECT_BINARY_DIR}/include)
+foreach(header IN LISTS ORVEL_PUBLIC_HEADERS)
+  get_filename_component(name ${header} NAME)
+  file(CONFIGURE OUTPUT ${build_include}/orvel/${name} CONTENT "#include \"${PROJECT_SOURCE_DIR}/${header}\"\n")
+endforeach()
+
+target_include_directories(orvel INTERFACE
+  $<BUILD_INTERFACE:${build_include}>
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/core>
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/config>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_compile_features(orvel INTERFACE cxx_std_17)
+
+install(TARGETS orvel EXPORT OrvelTargets)
+install(FILES ${ORVEL_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel)
+
+include(CMakePackageConfigHelpers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Orvel)
+install(EXPORT OrvelTargets NAMESPACE Orvel:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/OrvelConfig.cmake.in ${PROJECT_BINARY_DIR}/OrvelConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OrvelConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/OrvelConfig.cmake ${PROJECT_BINARY_DIR}/OrvelConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+configure_file(cmake/orvel.pc.in ${PROJECT_BINARY_DIR}/orvel.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/orvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,3 @@
+#include "QD_OrvelCommand.h"
+
+QD_OrvelCommand::~QD_OrvelCommand() = default;

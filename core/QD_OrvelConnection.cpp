@@ -1,0 +1,3 @@
+#include "QD_OrvelConnection.h"
+
+QD_OrvelConnection::~QD_OrvelConnection() = default;

@@ -1,0 +1,3 @@
+#include "QD_OrvelHandle.h"
+
+QD_OrvelHandableClass::~QD_OrvelHandableClass() = default;

@@ -1,0 +1,3 @@
+#include "QD_OrvelQuery.h"
+
+QD_OrvelQuery::~QD_OrvelQuery() = default;

@@ -1,0 +1,12 @@
+#ifndef ORVEL_PLATFORM_DEBUG_OUTPUT_H
+#define ORVEL_PLATFORM_DEBUG_OUTPUT_H
+
+namespace orvel::platform {
+
+/// Writes `line` to the standard error descriptor in one piece, behind what the standard error stream has
+/// buffered.
+void writeDebugOutput(const char* line) noexcept;
+
+} // namespace orvel::platform
+
+#endif

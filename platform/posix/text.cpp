@@ -1,0 +1,92 @@
+#include "platform/text.h"
+
+#include <iconv.h>
+#include <langinfo.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <cwchar>
+#include <locale>
+#include <stdexcept>
+
+namespace {
+
+/// What the C library calls the codeset of "C" and "POSIX".
+constexpr const char* unsetCodeset = "ANSI_X3.4-1968";
+
+class Converter {
+public:
+    Converter(const char* to, const char* from) : handle(iconv_open(to, from)) {
+        if (handle == invalid()) {
+            throw std::runtime_error(std::string("no conversion from ") + from + " to " + to);
+        }
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+    ~Converter() { iconv_close(handle); }
+
+    std::string convert(std::string_view text) {
+        std::string converted;
+        char* in = const_cast<char*>(
+            text.data()); // NOLINT(cppcoreguidelines-pro-type-const-cast): iconv's signature
+        std::size_t inLeft = text.size();
+        while (inLeft > 0) {
+            pump(&in, &inLeft, converted);
+        }
+        pump(nullptr, nullptr, converted); // a stateful encoding returns to its initial state
+        return converted;
+    }
+
+private:
+    iconv_t handle;
+
+    static iconv_t invalid() { return reinterpret_cast<iconv_t>(-1); } // NOLINT: iconv's own failure value
+
+    void pump(char** in, std::size_t* inLeft, std::string& converted) {
+        std::array<char, 4096> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled by iconv
+        char* out = buffer.data();
+        std::size_t outLeft = buffer.size();
+        const std::size_t result = iconv(handle, in, inLeft, &out, &outLeft);
+        if (result == static_cast<std::size_t>(-1) && errno != E2BIG) {
+            throw std::runtime_error("text cannot be converted between its encoding and the narrow one");
+        }
+        converted.append(buffer.data(), buffer.size() - outLeft);
+    }
+};
+
+} // namespace
+
+namespace orvel::platform {
+
+bool narrowIsUtf8() noexcept {
+    const char* codeset = nl_langinfo(CODESET);
+    return std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, unsetCodeset) == 0;
+}
+
+std::string narrowToUtf8(std::string_view narrow) {
+    return narrowIsUtf8() ? std::string(narrow) : Converter("UTF-8", nl_langinfo(CODESET)).convert(narrow);
+}
+
+std::string utf8ToNarrow(std::string_view utf8) {
+    return narrowIsUtf8() ? std::string(utf8) : Converter(nl_langinfo(CODESET), "UTF-8").convert(utf8);
+}
+
+std::u16string utf8ToUtf16(std::string_view utf8) {
+    using Facet = std::codecvt<char16_t, char8_t, std::mbstate_t>;
+    const auto& facet = std::use_facet<Facet>(std::locale::classic());
+    const std::u8string source(utf8.begin(), utf8.end());
+    std::u16string converted(source.size(), u'\0'); // UTF-16 never needs more units than UTF-8 needs bytes
+    std::mbstate_t state{};
+    const char8_t* sourceEnd = nullptr;
+    char16_t* convertedEnd = nullptr;
+    const auto result = facet.in(state, source.data(), source.data() + source.size(), sourceEnd,
+                                 converted.data(), converted.data() + converted.size(), convertedEnd);
+    if (result != std::codecvt_base::ok || sourceEnd != source.data() + source.size()) {
+        throw std::runtime_error("text is not valid UTF-8");
+    }
+    converted.resize(static_cast<std::size_t>(convertedEnd - converted.data()));
+    return converted;
+}
+
+} // namespace orvel::platform

@@ -1,0 +1,25 @@
+#ifndef ORVEL_PLATFORM_TEXT_H
+#define ORVEL_PLATFORM_TEXT_H
+
+#include <string>
+#include <string_view>
+
+// The process's narrow encoding: the codeset of the locale in force, asked at every call because an
+// application may call setlocale late. In "C" and "POSIX" it is UTF-8. Conversions raise std::runtime_error
+// for a text that is not valid in its encoding or cannot be represented in the other one; they never replace
+// characters.
+
+namespace orvel::platform {
+
+/// True when narrow text needs no conversion: its bytes then pass untouched, valid or not.
+bool narrowIsUtf8() noexcept;
+
+std::string narrowToUtf8(std::string_view narrow);
+std::string utf8ToNarrow(std::string_view utf8);
+
+/// In the byte order of the machine.
+std::u16string utf8ToUtf16(std::string_view utf8);
+
+} // namespace orvel::platform
+
+#endif
