@@ -1,6 +1,8 @@
 # The public headers, in one list: what is installed, and what the build tree offers under <orvel/...> meanwhile.
 
 set(ORVEL_PUBLIC_HEADERS
+  ado/QD_ADOOrvelException.h
+  ado/QD_ADOOrvelInterface.h
   config/QD_OrvelConfig.h
   core/QD_OrvelCommand.h
   core/QD_OrvelConnection.h
@@ -11,18 +13,24 @@ set(ORVEL_PUBLIC_HEADERS
   core/QD_OrvelHandle.h
   core/QD_OrvelInterface.h
   core/QD_OrvelQuery.h
-  core/QD_OrvelTools.h)
+  core/QD_OrvelTools.h
+  core/QD_OrvelTransaction.h
+  sqlite/QD_SQOrvelCommand.h
+  sqlite/QD_SQOrvelConnection.h
+  sqlite/QD_SQOrvelException.h
+  sqlite/QD_SQOrvelInterface.h
+  sqlite/QD_SQOrvelQuery.h)
 
+# The build tree's copies are linked side by side, as the installed ones lie.
 set(build_include ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${build_include}/orvel)
 foreach(header IN LISTS ORVEL_PUBLIC_HEADERS)
   get_filename_component(name ${header} NAME)
-  file(CONFIGURE OUTPUT ${build_include}/orvel/${name} CONTENT "#include \"${PROJECT_SOURCE_DIR}/${header}\"\n")
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${build_include}/orvel/${name} SYMBOLIC)
 endforeach()
 
 target_include_directories(orvel INTERFACE
   $<BUILD_INTERFACE:${build_include}>
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/core>
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/config>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(orvel INTERFACE cxx_std_17)
 

@@ -41,6 +41,35 @@ enum QD_OrvelAppDefault : int {
 /// or empty name. The order of the virtual operations is part of the interface.
 class QD_ORVEL_EXPORT QD_OrvelConnection : public QD_OrvelHandableClass {
 public:
+    /// Makes a connection, closed.
+    ///
+    /// @param provider    which engine it is for
+    /// @param configFile  configuration file; null or empty is the application default of slot 1
+    /// @param server      these three are for ADO alone: server name, key of the engine's section in the
+    /// @param database    configuration, and instance; null takes the configuration's default (Server,
+    /// Database,
+    /// @param instance    Instance), an empty text is a value
+    /// @throws QD_OrvelException  2 no such provider, 26 Database or Instance is in neither place, 1 the
+    ///         configuration cannot be read
+    ///
+    /// Callable from any thread.
+    static QD_OrvelConnectionHandle create(QD_OrvelProvider provider, const char* configFile = nullptr,
+                                           const char* server = nullptr, const char* database = nullptr,
+                                           const char* instance = nullptr);
+
+    /// Sets one application default. Connections that exist keep what they have read.
+    ///
+    /// @param slot   any other value than the five changes nothing
+    /// @param value  for the slots of numbers, not validated
+    /// @param text   for the slots of texts; null leaves the slot as it is, an empty text empties it
+    ///
+    /// Never throws an error of its own. Callable from any thread.
+    static void setAppDefault(QD_OrvelAppDefault slot, int value, const char* text);
+
+    /// Forgets the configuration files read so far: connections made from now on read them again. Those that
+    /// exist keep what they have read. Callable from any thread.
+    static void flushDBConfig();
+
     ~QD_OrvelConnection() override;
 
     /// Opens a logical database.

@@ -15,5 +15,6 @@
 #include "QD_OrvelHandle.h"
 #include "QD_OrvelQuery.h"
 #include "QD_OrvelTools.h"
+#include "QD_OrvelTransaction.h"
 
 #endif

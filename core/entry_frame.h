@@ -43,6 +43,9 @@ decltype(auto) framed(Operation operation, Body&& body, Where where = Where::cur
     }
 }
 
+/// The same for a constructor, as the handler of its function-try-block.
+[[noreturn]] void stampCurrent(Operation operation, Where where = Where::current());
+
 /// Runs an operation that must not throw.
 template <class Body>
 void swallowed(const char* name, Body&& body, Where where = Where::current()) noexcept {

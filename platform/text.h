@@ -20,6 +20,9 @@ std::string utf8ToNarrow(std::string_view utf8);
 /// In the byte order of the machine.
 std::u16string utf8ToUtf16(std::string_view utf8);
 
+/// Letter case of ASCII alone, whatever the locale.
+bool equalIgnoringCase(std::string_view one, std::string_view other) noexcept;
+
 } // namespace orvel::platform
 
 #endif

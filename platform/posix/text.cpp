@@ -3,6 +3,7 @@
 #include <iconv.h>
 #include <langinfo.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -87,6 +88,12 @@ std::u16string utf8ToUtf16(std::string_view utf8) {
     }
     converted.resize(static_cast<std::size_t>(convertedEnd - converted.data()));
     return converted;
+}
+
+bool equalIgnoringCase(std::string_view one, std::string_view other) noexcept {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [&](char a, char b) { return lower(a) == lower(b); });
 }
 
 } // namespace orvel::platform

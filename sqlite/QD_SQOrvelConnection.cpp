@@ -1,0 +1,245 @@
+#include "QD_SQOrvelConnection.h"
+
+#include <sqlite3.h>
+
+#include <new>
+
+#include "QD_OrvelTools.h"
+#include "QD_SQOrvelCommand.h"
+#include "QD_SQOrvelException.h"
+#include "QD_SQOrvelQuery.h"
+#include "core/diagnostics.h"
+#include "core/entry_frame.h"
+#include "platform/files.h"
+#include "platform/text.h"
+#include "sqlite/sqlite_statement.h"
+#include "sqlite/sqlite_text.h"
+
+namespace platform = orvel::platform;
+using orvel::framed;
+
+namespace {
+
+constexpr int defaultBusyTimeout = 30000; // milliseconds
+
+// Marks the library's own "not open" among SQLite's result codes.
+constexpr unsigned long nullDatabase = 1000;
+
+bool isNullOrEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+
+} // namespace
+
+QD_OrvelConnectionHandle QD_SQOrvelConnection::create(const char* configFile) {
+    return QD_OrvelConnectionHandle(new (std::nothrow) QD_SQOrvelConnection(configFile));
+}
+
+QD_SQOrvelConnection::QD_SQOrvelConnection(const char* configFile) : config(configFile) {
+    config.getDefaultTimeout(busyTimeout);
+    if (busyTimeout <= 0) {
+        busyTimeout = defaultBusyTimeout;
+    }
+}
+
+QD_SQOrvelConnection::QD_SQOrvelConnection(const QD_SQOrvelConnection& other)
+    : QD_OrvelConnection(other), busyTimeout(other.busyTimeout), config(other.config.getFileName()) {}
+
+QD_SQOrvelConnection::~QD_SQOrvelConnection() { QD_SQOrvelConnection::close(); }
+
+void QD_SQOrvelConnection::open(const char* name, const char* path, unsigned int /*flags*/) {
+    framed({"QD_SQOrvelConnection::open", QD_ORVEL_ERR_OPEN_DATABASE}, [&] {
+        QD_OrvelTools::throwOnNullOrEmptyString(name);
+        std::string fileName;
+        getDBPathName(name, path, fileName);
+        if (const int result = openFile(fileName); result != SQLITE_OK) {
+            const std::string message = orvel::sqliteMessage(db) + " " + fileName;
+            close();
+            throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, "QD_SQOrvelConnection::open",
+                                      static_cast<unsigned long>(result), message.c_str(), 0);
+        }
+        dbPathName = fileName;
+        setBusyTimeout(busyTimeout);
+    });
+}
+
+int QD_SQOrvelConnection::openFile(const std::string& fileName) {
+    const std::u16string name = platform::utf8ToUtf16(platform::diskName(fileName.c_str()));
+    if (const int result = sqlite3_open16(name.c_str(), &db); result != SQLITE_OK) {
+        return result;
+    }
+    // sqlite3_open16 alone would create UTF-16 databases. This writes nothing and leaves existing ones as
+    // they are.
+    return sqlite3_exec(db, "PRAGMA encoding='UTF-8'", nullptr, nullptr, nullptr);
+}
+
+bool QD_SQOrvelConnection::isOpen() const { return db != nullptr; }
+
+void QD_SQOrvelConnection::close() {
+    orvel::swallowed("QD_SQOrvelConnection::close", [&] {
+        if (db == nullptr) {
+            return;
+        }
+        sqlite3_close_v2(db); // with statements alive, these go on and the last of them closes the database
+        dbPathName.clear();
+        db = nullptr;
+    });
+}
+
+int QD_SQOrvelConnection::execNoQuery(const char* sql, unsigned int /*flags*/) {
+    return framed({"QD_SQOrvelConnection::execNoQuery", QD_ORVEL_ERR_SQL_STATEMENT}, [&] {
+        if (isNullOrEmpty(sql)) {
+            return 0;
+        }
+        checkDB();
+        orvel::traceSql(sql);
+        std::string text(sql);
+        orvel::ansiToUtf8(text);
+        for (const char* rest = text.c_str(); *rest != '\0';) {
+            rest = runFirstStatement(rest);
+        }
+        return sqlite3_changes(db);
+    });
+}
+
+/// Runs the first statement of a text to its end; answers where the rest begins.
+const char* QD_SQOrvelConnection::runFirstStatement(const char* text) {
+    for (;;) {
+        sqlite3_stmt* statement = nullptr;
+        const char* tail = nullptr;
+        compile(text, &statement, &tail);
+        if (statement == nullptr) {
+            return tail;
+        }
+        int stepped = SQLITE_ROW;
+        while (stepped == SQLITE_ROW) {
+            stepped = sqlite3_step(statement);
+        }
+        // A statement of the legacy interface steps to 1 for almost every error; finalizing tells the real
+        // code.
+        const int finalized = sqlite3_finalize(statement);
+        if (finalized == SQLITE_SCHEMA) {
+            continue;
+        }
+        if (finalized == SQLITE_OK && stepped != SQLITE_ERROR) {
+            return tail;
+        }
+        throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::execNoQuery",
+                                  static_cast<unsigned long>(finalized), orvel::sqliteMessage(db).c_str(), 0);
+    }
+}
+
+QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned int /*flags*/) {
+    return framed({"QD_SQOrvelConnection::execQuery", QD_ORVEL_ERR_SQL_QUERY}, [&] {
+        if (isNullOrEmpty(sql)) {
+            return queryOver(nullptr, true);
+        }
+        checkDB();
+        orvel::traceSql(sql);
+        std::string text(sql);
+        orvel::ansiToUtf8(text);
+        for (;;) {
+            orvel::OwnedSqliteStatement statement(compile(text.c_str()));
+            const int stepped = sqlite3_step(statement.get());
+            if (stepped == SQLITE_DONE || stepped == SQLITE_ROW) {
+                return queryOver(statement.release(), stepped == SQLITE_DONE);
+            }
+            const int finalized = sqlite3_finalize(statement.release());
+            if (finalized == SQLITE_SCHEMA) {
+                continue;
+            }
+            throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::execQuery",
+                                      static_cast<unsigned long>(finalized), orvel::sqliteMessage(db).c_str(),
+                                      0);
+        }
+    });
+}
+
+/// Takes the statement over whatever happens.
+QD_OrvelQueryHandle QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement, bool atEnd) {
+    orvel::OwnedSqliteStatement owned(statement);
+    auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, atEnd);
+    if (query != nullptr) {
+        owned.release();
+    }
+    return QD_OrvelQueryHandle(query);
+}
+
+int QD_SQOrvelConnection::execQueryScalar(const char* sql, unsigned int flags) {
+    if (isNullOrEmpty(sql)) {
+        return 0;
+    }
+    const QD_OrvelQueryHandle rows = execQuery(sql, flags);
+    int value = 0;
+    if (rows.isValid() && !rows->eof() && rows->numFields() != 0) {
+        rows->getIntField(0, value);
+    }
+    return value;
+}
+
+QD_OrvelCommandHandle QD_SQOrvelConnection::createCommand(const char* sql, unsigned int flags) {
+    return QD_OrvelCommandHandle(new (std::nothrow) QD_SQOrvelCommand(this, sql, flags));
+}
+
+void QD_SQOrvelConnection::setBusyTimeout(int milliseconds) {
+    orvel::swallowed("QD_SQOrvelConnection::setBusyTimeout", [&] {
+        busyTimeout = milliseconds;
+        if (db != nullptr) {
+            sqlite3_busy_timeout(db, milliseconds);
+        }
+    });
+}
+
+long long QD_SQOrvelConnection::getLastInsertedId() {
+    return orvel::inspected("QD_SQOrvelConnection::getLastInsertedId", 0LL,
+                            [&]() -> long long { return db != nullptr ? sqlite3_last_insert_rowid(db) : 0; });
+}
+
+const char* QD_SQOrvelConnection::getProvider() const { return "SQLITE"; }
+
+const char* QD_SQOrvelConnection::getVersion() const { return "3.3.5"; }
+
+bool QD_SQOrvelConnection::isClientServer() const { return false; }
+
+QD_SQOrvelConnection::operator sqlite3*() const { return db; }
+
+void QD_SQOrvelConnection::checkDB() const {
+    if (db == nullptr) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_NOT_OPEN, "QD_SQOrvelConnection::checkDB", nullDatabase,
+                                  "Null Database pointer", 0);
+    }
+}
+
+sqlite3_stmt* QD_SQOrvelConnection::compile(const char* text) {
+    return framed({"QD_SQOrvelConnection::compile", QD_ORVEL_ERR_COMPILE_SQL}, [&] {
+        const char* tail = nullptr;
+        return prepare(text, &tail);
+    });
+}
+
+int QD_SQOrvelConnection::compile(const char* text, sqlite3_stmt** statement, const char** tail) {
+    return framed({"QD_SQOrvelConnection::compile", QD_ORVEL_ERR_COMPILE_SQL}, [&] {
+        *statement = prepare(text, tail);
+        return SQLITE_OK;
+    });
+}
+
+sqlite3_stmt* QD_SQOrvelConnection::prepare(const char* text, const char** tail) {
+    QD_OrvelTools::throwOnNullString(text);
+    checkDB();
+    sqlite3_stmt* statement = nullptr;
+    if (const int result = sqlite3_prepare(db, text, -1, &statement, tail); result != SQLITE_OK) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::compile",
+                                  static_cast<unsigned long>(result), orvel::sqliteMessage(db).c_str(), 0);
+    }
+    return statement;
+}
+
+void QD_SQOrvelConnection::getDBPathName(const char* name, const char* path, std::string& out) const {
+    out = path != nullptr ? path : "";
+    if (out.empty()) {
+        out = ".\\";
+    }
+    if (out.back() != '\\') {
+        out += '\\';
+    } // a slash at the end is no separator here
+    out.append(name != nullptr ? name : "").append(".db3");
+}

@@ -1,0 +1,160 @@
+#ifndef QD_SQORVEL_CONNECTION_H
+#define QD_SQORVEL_CONNECTION_H
+
+#include <string>
+#include <vector>
+
+#include "QD_OrvelConfig.h"
+#include "QD_OrvelConnection.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+/// A connection to one SQLite database file; see QD_OrvelConnection for what every connection promises.
+///
+/// The logical database `name` in directory `path` is the file `path`, a separator, `name`, ".db3"; no
+/// directory is the current one. Opening creates the file when it is missing. New databases store text as
+/// UTF-8; existing ones keep their encoding and can be read whatever it is.
+///
+/// Commands and queries hold a reference to their connection, so it lives at least as long as they do.
+/// Closing it while some of them are alive leaves them working; the file is let go with the last of them.
+class QD_ORVEL_EXPORT QD_SQOrvelConnection : public QD_OrvelConnection {
+public:
+    /// A new connection, closed; the handle is empty when memory is exhausted.
+    ///
+    /// @param configFile  configuration file; null counts as empty
+    static QD_OrvelConnectionHandle create(const char* configFile);
+
+    QD_SQOrvelConnection& operator=(const QD_SQOrvelConnection&) = delete;
+    ~QD_SQOrvelConnection() override;
+
+    /// Opens the database file. An open connection is not closed first: its file stays open, with its locks,
+    /// until the process ends. Close before opening again.
+    ///
+    /// @throws QD_OrvelException  23 no name; 4 SQLite refused, with its result code, its message and the
+    /// file name
+    void open(const char* name, const char* path, unsigned int flags) override;
+    bool isOpen() const override;
+    void close() override;
+
+    /// Runs every statement of `sql` in turn; rows are discarded. Statements before a failing one stay done.
+    ///
+    /// @return what SQLite counts as changed by the last statement that changed anything on this connection
+    /// @throws QD_OrvelException  12 not open, 31 busy, 34 SQLite refused, 13 anything else
+    int execNoQuery(const char* sql, unsigned int flags) override;
+
+    /// Runs the first statement of `sql`; anything behind it is ignored without notice.
+    ///
+    /// @throws QD_OrvelException  12 not open, 31 busy, 34 SQLite refused or there is no statement, 14
+    /// anything else
+    QD_OrvelQueryHandle execQuery(const char* sql, unsigned int flags) override;
+    int execQueryScalar(const char* sql, unsigned int flags) override;
+
+    /// Compiles the first statement of `sql` so that it can be run many times; see QD_SQOrvelCommand.
+    ///
+    /// @throws QD_OrvelException  23 no text, 12 not open, 22 the text holds no statement, 34 SQLite refused
+    QD_OrvelCommandHandle createCommand(const char* sql, unsigned int flags) override;
+
+    /// 0 and less switch waiting off.
+    void setBusyTimeout(int milliseconds) override;
+
+    /// Never throws; 0 when nothing was inserted or the connection is closed.
+    long long getLastInsertedId() override;
+
+    const char* getProvider() const override; ///< "SQLITE"
+    const char* getVersion() const override;  ///< "3.3.5", a constant of the interface, not SQLite's own
+    bool isClientServer() const override;     ///< false
+
+    // Tables. Templates are looked up under the database key "SQLite". Names are inserted as they are: what
+    // breaks the SQL is SQLite's error.
+
+    /// In SQLite's own order, its own tables included, views not. A database that turns busy cuts the list
+    /// short.
+    int getTables(std::vector<std::string>& names) override;
+
+    /// @throws QD_OrvelException  23 no name, 12 not open, 34 no such table; `names` is then empty
+    int getTableColumnNames(const char* table, std::vector<std::string>& names) override;
+    int getTableRowCount(const char* table) override;
+
+    /// Compares case-sensitively, though SQLite itself does not tell table names apart by case. Temporary
+    /// tables and those of attached databases are not seen.
+    bool tableExists(const char* table) override;
+    void createTable(const char* tableID, const char* tableName) override;
+    void alterTable(const char* tableID, unsigned int step, const char* tableName) override;
+    void dropTable(const char* table) override;
+
+    /// Rewrites the file without its unused space. SQLite refuses within a transaction and while queries are
+    /// read.
+    void compressDatabase() override;
+
+    // Database files. None of these needs the connection to be open.
+
+    bool databaseExists(const char* name, const char* path) override;
+
+    /// Creates the file by opening it, which leaves an existing one as it is, and runs SetupDatabase on it
+    /// through a connection of its own. The CreateDatabase template must be there but is not run. When a
+    /// later step fails the file stays.
+    void createDatabase(const char* databaseID, const char* name, const char* path,
+                        unsigned int flags) override;
+
+    /// Deletes the file, after closing this connection if it has that file open. Others that have it open go
+    /// on with the deleted file.
+    ///
+    /// @throws QD_OrvelException  5 with provider code 13 when the file cannot be deleted, or is missing
+    void dropDatabase(const char* name, const char* path) override;
+    void getDBCommand(const char* name, std::string& text, bool required) override;
+
+protected:
+    explicit QD_SQOrvelConnection(const char* configFile);
+
+    /// The open database; null while closed.
+    operator sqlite3*() const; // NOLINT(google-explicit-constructor): commands and queries pass it on
+
+    /// @throws QD_OrvelException  12 with provider code 1000 when the connection is closed
+    void checkDB() const;
+
+    /// Compiles the first statement of a UTF-8 text; null when there is only white space and comments.
+    ///
+    /// @throws QD_OrvelException  22 null text, 12 not open, 34 SQLite refused, 33 anything else
+    sqlite3_stmt* compile(const char* text);
+
+    /// The same; `tail` tells where the rest of the text begins. The result is 0.
+    int compile(const char* text, sqlite3_stmt** statement, const char** tail);
+
+    /// The file name as the library shows it, with backslashes.
+    void getDBPathName(const char* name, const char* path, std::string& out) const;
+
+    void beginTransaction(unsigned int flags, const char* name) override;
+    void commitTransaction(const char* name) override;
+    void abortTransaction(const char* name) override;
+
+private:
+    friend class QD_SQOrvelCommand;
+    friend class QD_SQOrvelQuery;
+
+    sqlite3* db = nullptr;
+    int busyTimeout;
+    int transactionDepth = 0;
+    bool commitFailed = false; // the last outermost commit, and nothing was begun since
+    std::string dbPathName;
+    QD_OrvelConfig config;
+
+    QD_SQOrvelConnection(const QD_SQOrvelConnection& other);
+
+    int openFile(const std::string& fileName);
+    sqlite3_stmt* prepare(const char* text, const char** tail);
+    const char* runFirstStatement(const char* text);
+    QD_OrvelQueryHandle queryOver(sqlite3_stmt* statement, bool atEnd);
+    void runTableTemplate(const char* tableID, const char* templateName, const char* tableName,
+                          bool required);
+    bool hasOpen(const std::string& fileName) const;
+    void rollBackFailedCommit();
+};
+
+/// The reference that each SQLite command and query holds to its connection.
+class QD_ORVEL_EXPORT QD_SQOrvelConnectionHandle : public QD_OrvelTypedHandle<QD_SQOrvelConnection> {
+public:
+    using QD_OrvelTypedHandle::QD_OrvelTypedHandle;
+};
+
+#endif
