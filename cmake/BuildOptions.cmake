@@ -7,7 +7,7 @@ option(ORVEL_WARNINGS_AS_ERRORS "Treat warnings as errors" ${PROJECT_IS_TOP_LEVE
 add_library(orvel_build_options INTERFACE)
 target_compile_options(orvel_build_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough -Wextra-semi -Wvla
+  -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wextra-semi -Wvla
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op -Wuseless-cast>
   $<$<BOOL:${ORVEL_WARNINGS_AS_ERRORS}>:-Werror>)
 

@@ -48,3 +48,4 @@ install(FILES ${PROJECT_BINARY_DIR}/OrvelConfig.cmake ${PROJECT_BINARY_DIR}/Orve
 
 configure_file(cmake/orvel.pc.in ${PROJECT_BINARY_DIR}/orvel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES share/OrvelConfig.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/orvel)
