@@ -41,6 +41,7 @@ enum QD_OrvelAppDefault : int {
 /// or empty name. The order of the virtual operations is part of the interface.
 class QD_ORVEL_EXPORT QD_OrvelConnection : public QD_OrvelHandableClass {
 public:
+    QD_OrvelConnection& operator=(const QD_OrvelConnection&) = delete;
     ~QD_OrvelConnection() override;
 
     /// Opens a logical database.
@@ -128,7 +129,6 @@ public:
 protected:
     QD_OrvelConnection() = default;
     QD_OrvelConnection(const QD_OrvelConnection&) = default;
-    QD_OrvelConnection& operator=(const QD_OrvelConnection&) = delete;
 
     friend class QD_OrvelTransaction;
 
