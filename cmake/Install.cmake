@@ -46,6 +46,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/OrvelConfigVersion.cmake 
 install(FILES ${PROJECT_BINARY_DIR}/OrvelConfig.cmake ${PROJECT_BINARY_DIR}/OrvelConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# Found from where the file lies, so that `cmake --install --prefix` and a moved tree need no editing.
+file(RELATIVE_PATH ORVEL_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" ORVEL_PC_TO_PREFIX "${ORVEL_PC_TO_PREFIX}")
 configure_file(cmake/orvel.pc.in ${PROJECT_BINARY_DIR}/orvel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES share/OrvelConfig.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/orvel)

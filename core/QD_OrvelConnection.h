@@ -45,10 +45,11 @@ public:
     ///
     /// @param provider    which engine it is for
     /// @param configFile  configuration file; null or empty is the application default of slot 1
-    /// @param server      these three are for ADO alone: server name, key of the engine's section in the
-    /// @param database    configuration, and instance; null takes the configuration's default (Server,
-    /// Database,
-    /// @param instance    Instance), an empty text is a value
+    /// @param server      for ADO, like the next two: name of the server. Null takes the configuration's
+    /// default
+    ///                    (Server, Database, Instance); an empty text is a value.
+    /// @param database    key of the engine's section in the configuration
+    /// @param instance    instance on the server
     /// @throws QD_OrvelException  2 no such provider, 26 Database or Instance is in neither place, 1 the
     ///         configuration cannot be read
     ///
@@ -70,6 +71,7 @@ public:
     /// exist keep what they have read. Callable from any thread.
     static void flushDBConfig();
 
+    QD_OrvelConnection& operator=(const QD_OrvelConnection&) = delete;
     ~QD_OrvelConnection() override;
 
     /// Opens a logical database.
@@ -157,7 +159,6 @@ public:
 protected:
     QD_OrvelConnection() = default;
     QD_OrvelConnection(const QD_OrvelConnection&) = default;
-    QD_OrvelConnection& operator=(const QD_OrvelConnection&) = delete;
 
     friend class QD_OrvelTransaction;
 

@@ -69,7 +69,7 @@ private:
 
 /// Never destroyed: an exception may outlive the library's static objects.
 RecordReserve& reserve() {
-    static RecordReserve& instance = *new RecordReserve; // NOLINT(cppcoreguidelines-owning-memory)
+    static RecordReserve& instance = *new RecordReserve;
     return instance;
 }
 

@@ -8,6 +8,7 @@
 ///
 /// The count is a plain number: an object and all handles to it are used by one thread at a time. An object
 /// between `new` and its first handle has count 0; only objects from `new` may ever be given to a handle.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): handles alone delete, through this base
 class QD_ORVEL_EXPORT QD_OrvelHandableClass {
 protected:
     QD_OrvelHandableClass() = default;
@@ -42,7 +43,8 @@ public:
     QD_OrvelHandle(const QD_OrvelHandle& other) : QD_OrvelHandle(other.object) {}
 
     /// Takes the new reference before it drops the old one: the source may live inside the object that goes.
-    QD_OrvelHandle& operator=(const QD_OrvelHandle& other) { // NOLINT(bugprone-unhandled-self-assignment)
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the order of the two references handles it
+    QD_OrvelHandle& operator=(const QD_OrvelHandle& other) {
         QD_OrvelHandableClass* const designated = other.object;
         if (designated != nullptr) {
             designated->createHandle();

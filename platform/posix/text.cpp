@@ -29,8 +29,7 @@ public:
 
     std::string convert(std::string_view text) {
         std::string converted;
-        char* in = const_cast<char*>(
-            text.data()); // NOLINT(cppcoreguidelines-pro-type-const-cast): iconv's signature
+        char* in = const_cast<char*>(text.data()); // iconv's signature; it only reads
         std::size_t inLeft = text.size();
         while (inLeft > 0) {
             pump(&in, &inLeft, converted);
@@ -45,7 +44,7 @@ private:
     static iconv_t invalid() { return reinterpret_cast<iconv_t>(-1); } // NOLINT: iconv's own failure value
 
     void pump(char** in, std::size_t* inLeft, std::string& converted) {
-        std::array<char, 4096> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled by iconv
+        std::array<char, 4096> buffer; // filled by iconv
         char* out = buffer.data();
         std::size_t outLeft = buffer.size();
         const std::size_t result = iconv(handle, in, inLeft, &out, &outLeft);

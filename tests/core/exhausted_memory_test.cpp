@@ -24,7 +24,7 @@ void* allocate(std::size_t size) noexcept {
     if (allocationsLeft > 0) {
         --allocationsLeft;
     }
-    return std::malloc(size != 0 ? size : 1); // NOLINT(cppcoreguidelines-no-malloc)
+    return std::malloc(size != 0 ? size : 1);
 }
 
 /// Lets `count` more allocations succeed while it lives, then none.
@@ -39,7 +39,6 @@ public:
 
 } // namespace
 
-// NOLINTBEGIN(cppcoreguidelines-no-malloc,misc-new-delete-overloads)
 void* operator new(std::size_t size) {
     if (void* memory = allocate(size)) {
         return memory;
@@ -53,7 +52,6 @@ void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-// NOLINTEND(cppcoreguidelines-no-malloc,misc-new-delete-overloads)
 
 namespace {
 

@@ -35,7 +35,7 @@ TEST(Handle, anEmptyHandleSaysSoAndEndsQuietly) {
     EXPECT_TRUE(empty.isNull());
     EXPECT_FALSE(empty.isValid());
     EXPECT_EQ(empty.get(), nullptr);
-    const Handle copy(empty); // NOLINT(performance-unnecessary-copy-initialization)
+    const Handle copy(empty);
     empty = copy;
     EXPECT_TRUE(empty.isNull());
 }

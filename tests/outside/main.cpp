@@ -1,0 +1,79 @@
+// An application of its own, which knows the library only as installed: what it needs of it, and that
+// exceptions and handles made on one side of the library's border are understood on the other.
+
+#include <orvel/QD_OrvelInterface.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+int failures = 0;
+
+void expect(bool holds, const char* what) {
+    std::printf("%s: %s\n", holds ? "ok" : "FAILED", what);
+    failures += holds ? 0 : 1;
+}
+
+void catchesWhatTheLibraryThrows() {
+    try {
+        QD_OrvelTools::throwOnNullString(nullptr);
+        expect(false, "the library throws");
+    } catch (QD_OrvelException& exception) {
+        std::string trace;
+        exception.stackTrace(trace);
+        expect(exception.errorCode() == QD_ORVEL_ERR_INVALID_POINTER,
+               "the library's exception is caught by type");
+        expect(trace.rfind("QD_OrvelTools::throwOnNullString", 0) == 0, "its trace crosses the border");
+        std::printf("%s\n", exception.errorMessage());
+    }
+}
+
+class Counted : public QD_OrvelHandableClass {
+public:
+    explicit Counted(int& alive) : alive(alive) { ++alive; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() override { --alive; }
+
+private:
+    int& alive;
+};
+
+void sharesAnObjectThroughHandles() {
+    int alive = 0;
+    {
+        const QD_OrvelTypedHandle<Counted> handle(new Counted(alive));
+        const QD_OrvelTypedHandle<Counted> copy(handle);
+        expect(alive == 1 && copy.get() == handle.get(), "handles share their object");
+    }
+    expect(alive == 0, "the last handle takes the object with it");
+}
+
+void worksOnADatabase(const char* configuration) {
+    auto connection = QD_OrvelConnection::create(QD_ORVEL_PROVIDER_CONFIG_DEFAULT, configuration);
+    connection->open("Outside", ".", 0);
+    connection->execNoQuery("DROP TABLE IF EXISTS t; CREATE TABLE t (a); INSERT INTO t VALUES (7)", 0);
+    expect(connection->execQueryScalar("SELECT a FROM t", 0) == 7, "a database takes and gives a value");
+    connection->dropDatabase("Outside", ".");
+    expect(!connection->databaseExists("Outside", "."), "a database can be dropped");
+}
+
+} // namespace
+
+/// The argument is the configuration file that was installed with the library.
+int main(int count, char** arguments) try {
+    if (count != 2) {
+        return 2;
+    }
+    catchesWhatTheLibraryThrows();
+    sharesAnObjectThroughHandles();
+    worksOnADatabase(arguments[1]);
+    expect(std::strcmp(errorText(QD_ORVEL_ERR_UNSPECIFIED), "Unspecified error") == 0,
+           "error texts are exported");
+    return failures == 0 ? 0 : 1;
+} catch (QD_OrvelException& exception) {
+    std::printf("FAILED: %s\n", exception.errorMessage());
+    return 1;
+}
