@@ -1,6 +1,7 @@
 # The public headers, in one list: what is installed, and what the build tree offers under <orvel/...> meanwhile.
 
 set(ORVEL_PUBLIC_HEADERS
+  config/QD_OrvelConfig.h
   core/QD_OrvelCommand.h
   core/QD_OrvelConnection.h
   core/QD_OrvelDebugOutput.h
