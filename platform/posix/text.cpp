@@ -72,6 +72,14 @@ std::string utf8ToNarrow(std::string_view utf8) {
     return narrowIsUtf8() ? std::string(utf8) : Converter(nl_langinfo(CODESET), "UTF-8").convert(utf8);
 }
 
+void assignNarrow(std::string& narrow, std::string_view utf8) {
+    if (narrowIsUtf8()) {
+        narrow.assign(utf8);
+    } else {
+        narrow = utf8ToNarrow(utf8);
+    }
+}
+
 std::u16string utf8ToUtf16(std::string_view utf8) {
     using Facet = std::codecvt<char16_t, char8_t, std::mbstate_t>;
     const auto& facet = std::use_facet<Facet>(std::locale::classic());
@@ -87,6 +95,14 @@ std::u16string utf8ToUtf16(std::string_view utf8) {
     }
     converted.resize(static_cast<std::size_t>(convertedEnd - converted.data()));
     return converted;
+}
+
+std::string messageToNarrow(std::string_view utf8) {
+    try {
+        return utf8ToNarrow(utf8);
+    } catch (const std::runtime_error&) {
+        return std::string(utf8);
+    }
 }
 
 bool equalIgnoringCase(std::string_view one, std::string_view other) noexcept {
