@@ -1,0 +1,340 @@
+// The configuration store from outside. Tables of names and documents, with what they mean, lie in
+// tests/data.
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "QD_OrvelConfig.h"
+#include "tests/support/diagnostic_lines.h"
+#include "tests/support/expect_error.h"
+#include "tests/support/locale.h"
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using namespace orvel::tests;
+using namespace testing;
+using std::chrono::steady_clock;
+namespace fs = std::filesystem;
+
+void setDefault(int kind, int value, const std::string& text) {
+    QD_OrvelConfig::setAppDefaultValue(static_cast<QD_OrvelAppDefault>(kind), value, text.c_str());
+}
+void setMaster(const std::string& name) { setDefault(QD_ORVEL_APPDEF_MASTER_CONFIG_FILE, 0, name); }
+
+/// Works in a directory of its own. Leaves nothing cached and the initial defaults.
+class Config : public Test {
+protected:
+    Config() { fs::current_path(directory.path()); }
+    ~Config() override {
+        fs::current_path(before);
+        QD_OrvelConfig::flushCache();
+        for (int kind = QD_ORVEL_APPDEF_CONFIG_FILE; kind <= QD_ORVEL_APPDEF_MASTER_CONFIG_FILE; ++kind) {
+            setDefault(kind, kind == QD_ORVEL_APPDEF_SQL_TRACE ? 0 : 4, kind == 1 ? "OrvelConfig.xml" : "");
+        }
+    }
+
+    fs::path before = fs::current_path();
+    TemporaryDirectory directory{memoryFileSystem()};
+    DiagnosticLines lines;
+    QD_OrvelConfig samples{ORVEL_TEST_DATA "lookup.xml"};
+    std::string value;
+};
+
+std::string configuration(const std::string& common, const std::string& minorVersion = "2") {
+    return "<r><MinorVersion>" + minorVersion + "</MinorVersion><CommonSection>" + common +
+           "</CommonSection></r>";
+}
+std::string keyed(const std::string& value, const std::string& minorVersion = "2") {
+    return configuration("<Key>" + value + "</Key><Other>" + value + "</Other>", minorVersion);
+}
+
+/// A common default, or the whole error in words, which begin with its code.
+std::string valueOf(QD_OrvelConfig& config, const std::string& key = "Key") {
+    std::string value = "left over";
+    bool found = false;
+    const Error error = errorOf([&] { found = config.getCommonDefault(key.c_str(), value); });
+    EXPECT_EQ(found, !value.empty()) << key;
+    return error.code == -1 ? value : PrintToString(error);
+}
+
+/// "Key" as an object sees it that is made now.
+std::string valueAt(const std::string& file) {
+    QD_OrvelConfig config(file.c_str());
+    return valueOf(config);
+}
+
+constexpr auto outdated = R"(1, provider 0 "", hr 2147500035, trace "QD_OrvelConfig::getCommonDefault")";
+
+/// The error of a file that cannot be read.
+auto isUnreadable(const std::string& reason) {
+    return MatchesRegex("1, provider 0 \"" + reason +
+                        "\", hr [1-9][0-9]*, trace \"QD_OrvelConfig::loadXMLDOMDocument <- "
+                        "QD_OrvelConfig::loadXMLDOMDocument <- QD_OrvelConfig::getCommonDefault\"");
+}
+
+/// A value or error as the tables have it.
+std::string brief(const std::string& value) {
+    return value == outdated ? "outdated" : value.starts_with("1, ") ? "error" : value;
+}
+
+std::map<std::string, std::string> table(const std::string& name) {
+    std::ifstream file(ORVEL_TEST_DATA + name);
+    std::map<std::string, std::string> rows;
+    for (std::string left, right; std::getline(file, left, '\t') && std::getline(file, right);) {
+        rows.emplace(left, right);
+    }
+    EXPECT_THAT(rows, Not(IsEmpty())) << name;
+    return rows;
+}
+
+TEST_F(Config, aLookupFindsTheValueOfItsPlaceOrRaisesItsOwnErrorWithADoubledTrace) {
+    const auto check = [this](int code, const std::string& name, auto lookup, auto... names) {
+        const auto find = [&](const char* key, bool required) {
+            return (samples.*lookup)(names..., key, value, required);
+        };
+        value = "Key"; // the output may hold the name
+        EXPECT_TRUE(find(value.c_str(), true)) << name;
+        EXPECT_EQ(value, name);
+        EXPECT_FALSE(find("Absent", false)) << name;
+        EXPECT_EQ(value, "");
+        const std::string function = "QD_OrvelConfig::" + name;
+        EXPECT_EQ(errorOf([&] { find("Absent", true); }),
+                  (Error{code, 0, "", function + " <- " + function, 0}));
+    };
+    check(26, "getProviderDefault", &QD_OrvelConfig::getProviderDefault);
+    check(26, "getProviderDBProperty", &QD_OrvelConfig::getProviderDBProperty, "Engine");
+    check(26, "getDBCommand", &QD_OrvelConfig::getDBCommand, "Engine");
+    check(26, "getDBProperty", &QD_OrvelConfig::getDBProperty, "Engine");
+    check(25, "getDBDatabaseCommand", &QD_OrvelConfig::getDBDatabaseCommand, "Engine", "Id");
+    check(24, "getDBTableCommand", &QD_OrvelConfig::getDBTableCommand, "Engine", "Id");
+    EXPECT_THAT(DiagnosticLines::all(), IsEmpty());
+}
+
+TEST_F(Config, namesTakeTheWayThatTheirPathHasAsAnExpression) {
+    for (const auto& [name, expected] : table("names.tsv")) {
+        EXPECT_EQ(brief(valueOf(samples, name)), expected) << name;
+        EXPECT_EQ(brief(valueOf(samples, " " + name)), expected) << name; // always an expression
+    }
+    EXPECT_EQ(valueOf(samples, "Lines"), "CREATE TABLE $(tableName)\n        (id INTEGER)");
+    EXPECT_TRUE(samples.getDBCommand("Engine", "a/b", value, true) && value == "deeper");
+    EXPECT_TRUE(samples.getProviderDBProperty(nullptr, "Key", value, true)); // "//" leads anywhere
+    const std::string path = "(//DatabaseSection)[1]/Engine[1]/TableTemplates[1]/[[1]/Key[1]";
+    EXPECT_EQ(errorOf([&] { samples.getDBTableCommand("Engine", "[", "Key", value, true); }),
+              (Error{1, 0, "Invalid expression: " + path, "QD_OrvelConfig::getDBTableCommand", 2147500037}));
+}
+
+TEST_F(Config, theTimeoutIsReadLikeANumber) {
+    for (const auto& [text, expected] : table("timeouts.tsv")) {
+        directory.write(text + ".xml", configuration("<DefaultTimeout>" + text + "</DefaultTimeout>"));
+        QD_OrvelConfig config((text + ".xml").c_str());
+        int timeout = 1;
+        EXPECT_EQ(config.getDefaultTimeout(timeout), !text.empty()) << text;
+        EXPECT_EQ(std::to_string(timeout), expected) << text;
+    }
+}
+
+TEST_F(Config, namesAndValuesAreInTheNarrowEncoding) {
+    const Locale latin1("de_DE.ISO-8859-1");
+    EXPECT_EQ(valueOf(samples, "Gr\xf6\xdf\x65"), "gro\xdf");
+    EXPECT_EQ(valueOf(samples, "Euro"),
+              R"(1, provider 1 "Runtime Exception", hr 0, trace "QD_OrvelConfig::getCommonDefault")");
+}
+
+TEST_F(Config, aDocumentIsReadByItsVersionAndItsEntitiesAndWithoutAnyOtherFile) {
+    directory.write("secret.txt", "secret");
+    directory.write("secret.dtd", "<!ENTITY e 'from the dtd'>");
+    for (const auto& [content, expected] : table("documents.tsv")) {
+        QD_OrvelConfig::flushCache();
+        EXPECT_EQ(brief(valueAt(directory.write("document", content))), expected) << content;
+    }
+}
+
+TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingByEveryObject) {
+    for (const fs::path& sample : fs::directory_iterator(ORVEL_TEST_DATA "encodings")) {
+        QD_OrvelConfig::flushCache();
+        fs::copy(sample, "copy");
+        QD_OrvelConfig config("copy");
+        EXPECT_EQ(valueOf(config), valueOf(config, "Expected")) << sample;
+        fs::remove("copy"); // the next object finds the cache alone
+        EXPECT_EQ(valueAt("copy"), valueOf(config, "Expected")) << sample;
+    }
+}
+
+TEST_F(Config, aDocumentThatWouldExpandWithoutMeasureIsRefusedAtOnce) {
+    const auto start = steady_clock::now();
+    for (const fs::path& bomb : fs::directory_iterator(ORVEL_TEST_DATA "bombs")) {
+        EXPECT_THAT(valueAt(bomb), isUnreadable(".+")) << bomb;
+    }
+    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+TEST_F(Config, aDocumentHasAValueNoneOrCode1WhicheverByteIsWrong) {
+    const std::string whole = directory.read(ORVEL_TEST_DATA "4KiB.xml");
+    std::map<std::string, int> seen;
+    const auto look = [&](const std::string& content) {
+        QD_OrvelConfig::flushCache();
+        QD_OrvelConfig config(directory.write("damaged", content).c_str());
+        for (const char* name : {"Key", " Key"}) {
+            const std::string found = brief(valueOf(config, name));
+            ++seen[found == "error" || found.empty() ? found : "value"];
+        }
+    };
+    directory.write("master", keyed("master"));
+    internal::CaptureStderr();
+    for (const char* master : {"", "master"}) {
+        setMaster(master);
+        for (std::size_t i = 0; i < whole.size(); ++i) {
+            std::string flipped = whole;
+            flipped[i] = static_cast<char>(flipped[i] ^ (1 << i % 8));
+            look(flipped);
+            look(whole.substr(0, i));
+        }
+    }
+    EXPECT_EQ(internal::GetCapturedStderr(), "");
+    EXPECT_THAT(seen, ElementsAre(Pair("", Gt(20)), Pair("error", Gt(2000)), Pair("value", Gt(1000))));
+}
+
+TEST_F(Config, isLoadedOnceForEachNameUntilTheCacheIsFlushed) {
+    QD_OrvelConfig first("a.xml");
+    EXPECT_STREQ(first.getFileName(), "a.xml");
+    directory.write("a.xml", keyed("old"));
+    EXPECT_EQ(valueOf(first), "old");
+    directory.write("a.xml", keyed("new"));
+    directory.write("A.xml", keyed("capital"));
+    EXPECT_EQ(valueAt("a.xml"), "old");
+    EXPECT_EQ(valueAt("A.xml"), "capital");
+    EXPECT_EQ(valueAt(".\\a.xml"), "new");
+    QD_OrvelConfig::flushCache();
+    EXPECT_EQ(valueAt("a.xml"), "new");
+    EXPECT_EQ(valueOf(first) + valueOf(first, " Key"), "oldold");
+}
+
+TEST_F(Config, aMissingOrOutdatedFileIsReplacedByTheMasterWhateverItsVersion) {
+    for (const char* version : {"2", "1"}) {
+        QD_OrvelConfig::flushCache();
+        setMaster(directory.write("master", keyed("master", version)));
+        fs::permissions("master", fs::perms(0644));
+        fs::permissions(directory.write("outdated", keyed("outdated", "1")), fs::perms(0575));
+        fs::create_symlink("outdated", "link");
+        for (const auto& [file, mode] : {std::pair("missing", 0444), std::pair("link", 0555)}) {
+            EXPECT_EQ(valueAt(file), "master");
+            EXPECT_EQ(directory.read(file), keyed("master", version));
+            EXPECT_EQ(directory.mode(file), mode);
+        }
+        EXPECT_EQ(directory.mode("master"), 0644);
+        EXPECT_TRUE(fs::is_symlink("link") && fs::remove("link") && fs::remove("missing"));
+    }
+    EXPECT_EQ(directory.count(), 2U); // no litter
+}
+
+TEST_F(Config, anOutdatedFileWithoutAMasterFailsEveryLoadAndIsWritableThen) {
+    fs::permissions(directory.write("file", keyed("outdated", "1")), fs::perms(0444));
+    QD_OrvelConfig config("file");
+    EXPECT_EQ(valueOf(config), outdated);
+    EXPECT_THAT(DiagnosticLines::all(),
+                ElementsAre(MatchesRegex("CATCH ... : QD_OrvelConfig, Line [0-9]+, "
+                                         "QD_OrvelConfig::getCommonDefault - Invalid pointer\n")));
+    EXPECT_EQ(directory.mode("file"), 0644);
+    EXPECT_EQ(directory.read("file"), keyed("outdated", "1"));
+    EXPECT_EQ(valueAt("file"), outdated);
+    directory.write("file", keyed("mended"));
+    EXPECT_EQ(valueOf(config), "mended"); // unlike after a failed parse
+}
+
+TEST_F(Config, aFileThatCannotBeReadIsCode1WithTheReason) {
+    setMaster("no master");
+    EXPECT_THAT(valueAt("missing"), isUnreadable("Cannot read missing: No such file or directory"));
+    EXPECT_THAT(valueAt("."), isUnreadable("Cannot read .: Is a directory"));
+    EXPECT_THAT(valueAt("/dev/zero"), isUnreadable("Cannot read /dev/zero: Operation not supported"));
+    QD_OrvelConfig unnamed(nullptr);
+    EXPECT_THAT(valueOf(unnamed), isUnreadable("Cannot read : No such file or directory"));
+    EXPECT_THAT(DiagnosticLines::all(), IsEmpty());
+}
+
+TEST_F(Config, aFileThatCannotBeParsedIsLeftAloneAndItsObjectEmpty) {
+    setMaster(directory.write("master", keyed("master")));
+    fs::permissions(directory.write("file", "<r>\n"), fs::perms(0640));
+    QD_OrvelConfig config("file");
+    EXPECT_THAT(valueOf(config), isUnreadable(".+ \\(line 2\\)"));
+    EXPECT_EQ(directory.read("file"), "<r>\n");
+    directory.write("file", keyed("mended"));
+    EXPECT_EQ(valueOf(config), "");
+    EXPECT_EQ(brief(valueOf(config, "[")), "error");
+    EXPECT_EQ(valueAt("file"), "mended"); // nothing was cached
+    EXPECT_EQ(directory.mode("file"), 0640);
+}
+
+TEST_F(Config, anApplicationDefaultTakesAndHandsOutTheValueOfItsType) {
+    std::string seen;
+    for (int kind : {1, 2, 3, 4, 5, 1, 2, 3, 4, 5}) {
+        int number = -1;
+        value = "-";
+        QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(kind), &value, &number);
+        QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(kind), nullptr, nullptr);
+        setDefault(kind, 10 * kind, "text" + std::to_string(kind));
+        seen += value + std::to_string(number) + " ";
+    }
+    EXPECT_EQ(seen, "OrvelConfig.xml-1 -4 -4 -0 -1 text1-1 -20 -30 -40 text5-1 ");
+}
+
+/// ORVEL_STRESS_SECONDS makes it longer than what a run of all tests can bear.
+TEST_F(Config, threadsSeeOneVersionOfTheFileEachWhileOthersFlushAndSetDefaults) {
+    const char* const seconds = std::getenv("ORVEL_STRESS_SECONDS"); // NOLINT(concurrency-mt-unsafe)
+    const auto end = steady_clock::now() + std::chrono::seconds(seconds != nullptr ? std::stol(seconds) : 1);
+    directory.write("file", keyed("0"));
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&, next = std::to_string(thread)] {
+            for (int round = 0; steady_clock::now() < end; ++round) {
+                QD_OrvelConfig config("file");
+                const std::string key = valueOf(config);
+                EXPECT_EQ(key, valueOf(config, round % 4 == 0 ? "*[2]" : "Other"));
+                EXPECT_NE(key, "");
+                if (round % 8 == 0) {
+                    fs::rename(directory.write(next, keyed(std::to_string(round))), "file");
+                    QD_OrvelConfig::flushCache();
+                }
+                std::string text(static_cast<std::size_t>(round % 100), 'n');
+                int number = 0;
+                setDefault(round % 5 + 1, round, text);
+                QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(round % 5 + 1), &text,
+                                                   &number);
+            }
+        });
+    }
+}
+
+TEST_F(Config, aProcessKilledDuringACopyLeavesTheOldFileOrTheWholeNewOne) {
+    const std::string master = keyed(std::string(300'000, 'm'));
+    const std::string old = keyed(std::string(30'000, 'o'), "1");
+    setMaster(directory.write("master", master));
+    const auto start = steady_clock::now();
+    EXPECT_EQ(valueAt(directory.write("first", old)).size(), 300'000U);
+    const auto whole = steady_clock::now() - start;
+    int replaced = 0;
+    for (int round = 0; round < 200; ++round) {
+        fs::remove("file");
+        directory.write("file", old);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(valueAt("file").empty() ? 1 : 0);
+        }
+        ASSERT_GT(child, 0);
+        std::this_thread::sleep_for(whole * round / 100);
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        const std::string left = directory.read("file");
+        ASSERT_TRUE(left == old || left == master) << "round " << round << ": " << left.size() << " bytes";
+        replaced += left == master;
+    }
+    EXPECT_THAT(replaced, AllOf(Gt(0), Lt(200)));
+}
+
+} // namespace
