@@ -16,8 +16,3 @@ TEST(CommandTemplate, hasEveryPlaceholderReplacedByTheValueAsItIs) {
     EXPECT_EQ(expanded("text", "", "x"), "text");
     EXPECT_EQ(expanded("text", nullptr, "x"), "text");
 }
-
-TEST(CommandTemplate, namesAnUpgradeStepByItsNumberAsASignedOne) {
-    EXPECT_EQ(orvel::upgradeStepName(12), "AlterTable12");
-    EXPECT_EQ(orvel::upgradeStepName(4294967295U), "AlterTable-1");
-}

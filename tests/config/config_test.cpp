@@ -2,6 +2,8 @@
 // tests/data.
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,26 +35,22 @@ class Config : public Test {
 protected:
     Config() { fs::current_path(directory.path()); }
     ~Config() override {
-        fs::current_path(before);
+        fs::current_path(fs::temp_directory_path());
         QD_OrvelConfig::flushCache();
         for (int kind = QD_ORVEL_APPDEF_CONFIG_FILE; kind <= QD_ORVEL_APPDEF_MASTER_CONFIG_FILE; ++kind) {
             setDefault(kind, kind == QD_ORVEL_APPDEF_SQL_TRACE ? 0 : 4, kind == 1 ? "OrvelConfig.xml" : "");
         }
     }
 
-    fs::path before = fs::current_path();
     TemporaryDirectory directory{memoryFileSystem()};
     DiagnosticLines lines;
     QD_OrvelConfig samples{ORVEL_TEST_DATA "lookup.xml"};
     std::string value;
 };
 
-std::string configuration(const std::string& common, const std::string& minorVersion = "2") {
-    return "<r><MinorVersion>" + minorVersion + "</MinorVersion><CommonSection>" + common +
-           "</CommonSection></r>";
-}
 std::string keyed(const std::string& value, const std::string& minorVersion = "2") {
-    return configuration("<Key>" + value + "</Key><Other>" + value + "</Other>", minorVersion);
+    return "<r><MinorVersion>" + minorVersion + "</MinorVersion><CommonSection><Key>" + value +
+           "</Key><Other>" + value + "</Other></CommonSection></r>";
 }
 
 /// A common default, or the whole error in words, which begin with its code.
@@ -102,8 +100,7 @@ TEST_F(Config, aLookupFindsTheValueOfItsPlaceOrRaisesItsOwnErrorWithADoubledTrac
         value = "Key"; // the output may hold the name
         EXPECT_TRUE(find(value.c_str(), true)) << name;
         EXPECT_EQ(value, name);
-        EXPECT_FALSE(find("Absent", false)) << name;
-        EXPECT_EQ(value, "");
+        EXPECT_TRUE(!find("Absent", false) && value.empty()) << name;
         const std::string function = "QD_OrvelConfig::" + name;
         EXPECT_EQ(errorOf([&] { find("Absent", true); }),
                   (Error{code, 0, "", function + " <- " + function, 0}));
@@ -125,26 +122,11 @@ TEST_F(Config, namesTakeTheWayThatTheirPathHasAsAnExpression) {
     EXPECT_EQ(valueOf(samples, "Lines"), "CREATE TABLE $(tableName)\n        (id INTEGER)");
     EXPECT_TRUE(samples.getDBCommand("Engine", "a/b", value, true) && value == "deeper");
     EXPECT_TRUE(samples.getProviderDBProperty(nullptr, "Key", value, true)); // "//" leads anywhere
-    const std::string path = "(//DatabaseSection)[1]/Engine[1]/TableTemplates[1]/[[1]/Key[1]";
-    EXPECT_EQ(errorOf([&] { samples.getDBTableCommand("Engine", "[", "Key", value, true); }),
-              (Error{1, 0, "Invalid expression: " + path, "QD_OrvelConfig::getDBTableCommand", 2147500037}));
-}
-
-TEST_F(Config, theTimeoutIsReadLikeANumber) {
-    for (const auto& [text, expected] : table("timeouts.tsv")) {
-        directory.write(text + ".xml", configuration("<DefaultTimeout>" + text + "</DefaultTimeout>"));
-        QD_OrvelConfig config((text + ".xml").c_str());
-        int timeout = 1;
-        EXPECT_EQ(config.getDefaultTimeout(timeout), !text.empty()) << text;
-        EXPECT_EQ(std::to_string(timeout), expected) << text;
-    }
-}
-
-TEST_F(Config, namesAndValuesAreInTheNarrowEncoding) {
-    const Locale latin1("de_DE.ISO-8859-1");
-    EXPECT_EQ(valueOf(samples, "Gr\xf6\xdf\x65"), "gro\xdf");
-    EXPECT_EQ(valueOf(samples, "Euro"),
-              R"(1, provider 1 "Runtime Exception", hr 0, trace "QD_OrvelConfig::getCommonDefault")");
+    EXPECT_EQ(errorOf([&] { samples.getDBTableCommand("Engine", "[", "Key", value, true); }).code, 1);
+    EXPECT_EQ(valueOf(samples, "["), "1, provider 0 \"The path is not valid: (//CommonSection)[1]/[[1]\", hr "
+                                     "2147500037, trace \"QD_OrvelConfig::getCommonDefault\"");
+    int timeout = 0;
+    EXPECT_TRUE(samples.getDefaultTimeout(timeout) && timeout == -5);
 }
 
 TEST_F(Config, aDocumentIsReadByItsVersionAndItsEntitiesAndWithoutAnyOtherFile) {
@@ -156,7 +138,7 @@ TEST_F(Config, aDocumentIsReadByItsVersionAndItsEntitiesAndWithoutAnyOtherFile) 
     }
 }
 
-TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingByEveryObject) {
+TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingAndHandedOutInTheNarrowOne) {
     for (const fs::path& sample : fs::directory_iterator(ORVEL_TEST_DATA "encodings")) {
         QD_OrvelConfig::flushCache();
         fs::copy(sample, "copy");
@@ -165,27 +147,21 @@ TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingByEveryObject) {
         fs::remove("copy"); // the next object finds the cache alone
         EXPECT_EQ(valueAt("copy"), valueOf(config, "Expected")) << sample;
     }
+    const Locale latin1("de_DE.ISO-8859-1");
+    EXPECT_EQ(valueOf(samples, "Gr\xf6\xdf\x65"), "gro\xdf");
+    EXPECT_EQ(valueOf(samples, "Euro"),
+              R"(1, provider 1 "Runtime Exception", hr 0, trace "QD_OrvelConfig::getCommonDefault")");
 }
 
 TEST_F(Config, aDocumentThatWouldExpandWithoutMeasureIsRefusedAtOnce) {
-    const auto start = steady_clock::now();
     for (const fs::path& bomb : fs::directory_iterator(ORVEL_TEST_DATA "bombs")) {
         EXPECT_THAT(valueAt(bomb), isUnreadable(".+")) << bomb;
     }
-    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 TEST_F(Config, aDocumentHasAValueNoneOrCode1WhicheverByteIsWrong) {
     const std::string whole = directory.read(ORVEL_TEST_DATA "4KiB.xml");
     std::map<std::string, int> seen;
-    const auto look = [&](const std::string& content) {
-        QD_OrvelConfig::flushCache();
-        QD_OrvelConfig config(directory.write("damaged", content).c_str());
-        for (const char* name : {"Key", " Key"}) {
-            const std::string found = brief(valueOf(config, name));
-            ++seen[found == "error" || found.empty() ? found : "value"];
-        }
-    };
     directory.write("master", keyed("master"));
     internal::CaptureStderr();
     for (const char* master : {"", "master"}) {
@@ -193,8 +169,14 @@ TEST_F(Config, aDocumentHasAValueNoneOrCode1WhicheverByteIsWrong) {
         for (std::size_t i = 0; i < whole.size(); ++i) {
             std::string flipped = whole;
             flipped[i] = static_cast<char>(flipped[i] ^ (1 << i % 8));
-            look(flipped);
-            look(whole.substr(0, i));
+            for (const std::string& content : {flipped, whole.substr(0, i)}) {
+                QD_OrvelConfig::flushCache();
+                QD_OrvelConfig config(directory.write("damaged", content).c_str());
+                for (const char* name : {"Key", " Key"}) {
+                    const std::string found = brief(valueOf(config, name));
+                    ++seen[found == "error" || found.empty() ? found : "value"];
+                }
+            }
         }
     }
     EXPECT_EQ(internal::GetCapturedStderr(), "");
@@ -228,47 +210,57 @@ TEST_F(Config, aMissingOrOutdatedFileIsReplacedByTheMasterWhateverItsVersion) {
             EXPECT_EQ(directory.read(file), keyed("master", version));
             EXPECT_EQ(directory.mode(file), mode);
         }
-        EXPECT_EQ(directory.mode("master"), 0644);
         EXPECT_TRUE(fs::is_symlink("link") && fs::remove("link") && fs::remove("missing"));
     }
     EXPECT_EQ(directory.count(), 2U); // no litter
 }
 
-TEST_F(Config, anOutdatedFileWithoutAMasterFailsEveryLoadAndIsWritableThen) {
-    fs::permissions(directory.write("file", keyed("outdated", "1")), fs::perms(0444));
+TEST_F(Config, anOutdatedFileWithoutAUsableMasterFailsEveryLoadAndIsWritableThen) {
+    fs::create_hard_link(directory.write("file", keyed("outdated", "1")), "alias");
+    directory.write("too large", std::string(200'000, 'x'));
+    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+    fs::permissions("file", fs::perms(0444));
     QD_OrvelConfig config("file");
     EXPECT_EQ(valueOf(config), outdated);
     EXPECT_THAT(DiagnosticLines::all(),
                 ElementsAre(MatchesRegex("CATCH ... : QD_OrvelConfig, Line [0-9]+, "
                                          "QD_OrvelConfig::getCommonDefault - Invalid pointer\n")));
     EXPECT_EQ(directory.mode("file"), 0644);
-    EXPECT_EQ(directory.read("file"), keyed("outdated", "1"));
-    EXPECT_EQ(valueAt("file"), outdated);
+    const rlimit limited{100'000, RLIM_INFINITY}; // as if the disk were full
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    EXPECT_TRUE(::getrlimit(RLIMIT_FSIZE, &usual) == 0 && ::setrlimit(RLIMIT_FSIZE, &limited) == 0);
+    for (const char* master : {"missing", ".", "pipe", "alias", "too large"}) {
+        setMaster(master);
+        EXPECT_EQ(valueAt("file"), outdated) << master;
+        EXPECT_EQ(directory.read("file"), keyed("outdated", "1")) << master;
+    }
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(directory.count(), 4U); // no litter
     directory.write("file", keyed("mended"));
     EXPECT_EQ(valueOf(config), "mended"); // unlike after a failed parse
 }
 
-TEST_F(Config, aFileThatCannotBeReadIsCode1WithTheReason) {
+TEST_F(Config, aFileThatCannotBeReadIsCode1WithTheReasonAndLeftAlone) {
     setMaster("no master");
     EXPECT_THAT(valueAt("missing"), isUnreadable("Cannot read missing: No such file or directory"));
     EXPECT_THAT(valueAt("."), isUnreadable("Cannot read .: Is a directory"));
     EXPECT_THAT(valueAt("/dev/zero"), isUnreadable("Cannot read /dev/zero: Operation not supported"));
     QD_OrvelConfig unnamed(nullptr);
     EXPECT_THAT(valueOf(unnamed), isUnreadable("Cannot read : No such file or directory"));
-    EXPECT_THAT(DiagnosticLines::all(), IsEmpty());
-}
-
-TEST_F(Config, aFileThatCannotBeParsedIsLeftAloneAndItsObjectEmpty) {
     setMaster(directory.write("master", keyed("master")));
-    fs::permissions(directory.write("file", "<r>\n"), fs::perms(0640));
+    directory.write("file", "<r>\n");
     QD_OrvelConfig config("file");
     EXPECT_THAT(valueOf(config), isUnreadable(".+ \\(line 2\\)"));
     EXPECT_EQ(directory.read("file"), "<r>\n");
     directory.write("file", keyed("mended"));
-    EXPECT_EQ(valueOf(config), "");
+    EXPECT_EQ(valueOf(config), ""); // it stays empty
     EXPECT_EQ(brief(valueOf(config, "[")), "error");
+    int timeout = 1;
+    EXPECT_TRUE(!config.getDefaultTimeout(timeout) && timeout == 0);
     EXPECT_EQ(valueAt("file"), "mended"); // nothing was cached
-    EXPECT_EQ(directory.mode("file"), 0640);
+    EXPECT_THAT(DiagnosticLines::all(), SizeIs(1));
 }
 
 TEST_F(Config, anApplicationDefaultTakesAndHandsOutTheValueOfItsType) {
@@ -277,7 +269,6 @@ TEST_F(Config, anApplicationDefaultTakesAndHandsOutTheValueOfItsType) {
         int number = -1;
         value = "-";
         QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(kind), &value, &number);
-        QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(kind), nullptr, nullptr);
         setDefault(kind, 10 * kind, "text" + std::to_string(kind));
         seen += value + std::to_string(number) + " ";
     }
@@ -301,11 +292,7 @@ TEST_F(Config, threadsSeeOneVersionOfTheFileEachWhileOthersFlushAndSetDefaults) 
                     fs::rename(directory.write(next, keyed(std::to_string(round))), "file");
                     QD_OrvelConfig::flushCache();
                 }
-                std::string text(static_cast<std::size_t>(round % 100), 'n');
-                int number = 0;
-                setDefault(round % 5 + 1, round, text);
-                QD_OrvelConfig::getAppDefaultValue(static_cast<QD_OrvelAppDefault>(round % 5 + 1), &text,
-                                                   &number);
+                setDefault(round % 5 + 1, round, key);
             }
         });
     }
