@@ -72,9 +72,8 @@ constexpr auto outdated = R"(1, provider 0 "", hr 2147500035, trace "QD_OrvelCon
 
 /// The error of a file that cannot be read.
 auto isUnreadable(const std::string& reason) {
-    return MatchesRegex("1, provider 0 \"" + reason +
-                        "\", hr [1-9][0-9]*, trace \"QD_OrvelConfig::loadXMLDOMDocument <- "
-                        "QD_OrvelConfig::loadXMLDOMDocument <- QD_OrvelConfig::getCommonDefault\"");
+    const std::string trace = "(QD_OrvelConfig::loadXMLDOMDocument <- ){2}QD_OrvelConfig::getCommonDefault";
+    return MatchesRegex("1, provider 0 \"" + reason + "\", hr [1-9][0-9]*, trace \"" + trace + "\"");
 }
 
 /// A value or error as the tables have it.
@@ -101,9 +100,8 @@ TEST_F(Config, aLookupFindsTheValueOfItsPlaceOrRaisesItsOwnErrorWithADoubledTrac
         EXPECT_TRUE(find(value.c_str(), true)) << name;
         EXPECT_EQ(value, name);
         EXPECT_TRUE(!find("Absent", false) && value.empty()) << name;
-        const std::string function = "QD_OrvelConfig::" + name;
-        EXPECT_EQ(errorOf([&] { find("Absent", true); }),
-                  (Error{code, 0, "", function + " <- " + function, 0}));
+        const std::string trace = "QD_OrvelConfig::" + name + " <- QD_OrvelConfig::" + name;
+        EXPECT_EQ(errorOf([&] { find("Absent", true); }), (Error{code, 0, "", trace, 0}));
     };
     check(26, "getProviderDefault", &QD_OrvelConfig::getProviderDefault);
     check(26, "getProviderDBProperty", &QD_OrvelConfig::getProviderDBProperty, "Engine");
@@ -185,7 +183,6 @@ TEST_F(Config, aDocumentHasAValueNoneOrCode1WhicheverByteIsWrong) {
 
 TEST_F(Config, isLoadedOnceForEachNameUntilTheCacheIsFlushed) {
     QD_OrvelConfig first("a.xml");
-    EXPECT_STREQ(first.getFileName(), "a.xml");
     directory.write("a.xml", keyed("old"));
     EXPECT_EQ(valueOf(first), "old");
     directory.write("a.xml", keyed("new"));
@@ -222,9 +219,9 @@ TEST_F(Config, anOutdatedFileWithoutAUsableMasterFailsEveryLoadAndIsWritableThen
     fs::permissions("file", fs::perms(0444));
     QD_OrvelConfig config("file");
     EXPECT_EQ(valueOf(config), outdated);
-    EXPECT_THAT(DiagnosticLines::all(),
-                ElementsAre(MatchesRegex("CATCH ... : QD_OrvelConfig, Line [0-9]+, "
-                                         "QD_OrvelConfig::getCommonDefault - Invalid pointer\n")));
+    const auto* const line =
+        "CATCH ... : QD_OrvelConfig, Line [0-9]+, .*getCommonDefault - Invalid pointer\n";
+    EXPECT_THAT(DiagnosticLines::all(), ElementsAre(MatchesRegex(line)));
     EXPECT_EQ(directory.mode("file"), 0644);
     const rlimit limited{100'000, RLIM_INFINITY}; // as if the disk were full
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -286,8 +283,7 @@ TEST_F(Config, threadsSeeOneVersionOfTheFileEachWhileOthersFlushAndSetDefaults) 
             for (int round = 0; steady_clock::now() < end; ++round) {
                 QD_OrvelConfig config("file");
                 const std::string key = valueOf(config);
-                EXPECT_EQ(key, valueOf(config, round % 4 == 0 ? "*[2]" : "Other"));
-                EXPECT_NE(key, "");
+                EXPECT_THAT(key, AllOf(Ne(""), valueOf(config, round % 4 == 0 ? "*[2]" : "Other")));
                 if (round % 8 == 0) {
                     fs::rename(directory.write(next, keyed(std::to_string(round))), "file");
                     QD_OrvelConfig::flushCache();
