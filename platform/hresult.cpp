@@ -1,0 +1,58 @@
+#include "platform/hresult.h"
+
+#include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+using namespace orvel::platform;
+
+struct KnownStatus {
+    std::uint32_t hresult;
+    const char* text;
+};
+
+constexpr std::array knownStatuses{
+    KnownStatus{eNoInterface, "No such interface supported"},
+    KnownStatus{ePointer, "Invalid pointer"},
+    KnownStatus{eFail, "Unspecified error"},
+    KnownStatus{eUnexpected, "Catastrophic failure"},
+    KnownStatus{eFileNotFound, "The system cannot find the file specified."},
+    KnownStatus{eAccessDenied, "Access is denied."},
+    KnownStatus{eOutOfMemory, "Not enough memory resources are available to complete this operation."},
+    KnownStatus{eInvalidArgument, "The parameter is incorrect."},
+};
+
+// Codes from here to the end of their facility are numbered by the interface that raised them.
+constexpr std::uint32_t firstOfInterface = 0x80040200;
+constexpr std::uint32_t lastOfInterface = 0x8004FFFF;
+
+std::string unknownError(std::uint32_t hresult) {
+    std::array<char, sizeof "Unknown error 0x80000000"> text{};
+    std::snprintf(text.data(), text.size(), "Unknown error 0x%0" PRIX32, hresult);
+    return text.data();
+}
+
+} // namespace
+
+namespace orvel::platform {
+
+std::string hresultText(std::uint32_t hresult) {
+    const auto known = std::find_if(knownStatuses.begin(), knownStatuses.end(),
+                                    [hresult](const KnownStatus& status) { return status.hresult == hresult; });
+    if (known != knownStatuses.end()) {
+        return known->text;
+    }
+    if (hresult > firstOfInterface && hresult <= lastOfInterface) {
+        return "IDispatch error #" + std::to_string(hresult - firstOfInterface);
+    }
+    return unknownError(hresult);
+}
+
+ComError::ComError(std::uint32_t hresult, std::string description)
+    : status(hresult), words(std::move(description)) {}
+
+} // namespace orvel::platform
