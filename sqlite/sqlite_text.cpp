@@ -2,8 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <stdexcept>
-
 #include "platform/text.h"
 
 namespace orvel {
@@ -20,13 +18,6 @@ void utf8ToAnsi(std::string& text) {
     }
 }
 
-std::string sqliteMessage(sqlite3* db) {
-    std::string message = sqlite3_errmsg(db);
-    try {
-        utf8ToAnsi(message);
-    } catch (const std::runtime_error&) {
-    } // left in UTF-8
-    return message;
-}
+std::string sqliteMessage(sqlite3* db) { return platform::messageToNarrow(sqlite3_errmsg(db)); }
 
 } // namespace orvel

@@ -12,8 +12,7 @@ namespace orvel {
 void ansiToUtf8(std::string& text);
 void utf8ToAnsi(std::string& text);
 
-/// SQLite's message about the last failure on `db`, in the narrow encoding; as SQLite has it, in UTF-8, when
-/// the narrow encoding cannot take it: an error must not get lost over the words for it.
+/// SQLite's message about the last failure on `db`, in the narrow encoding if that can take it.
 std::string sqliteMessage(sqlite3* db);
 
 } // namespace orvel
