@@ -1,5 +1,6 @@
 #include "platform/xml_document.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
@@ -100,7 +101,30 @@ XmlError readError(const std::string& fileName, const std::error_code& error) {
     return {code, "Cannot read " + fileName + ": " + error.message()};
 }
 
-/// Replaces references to entities by what they stand for.
+// What the entities of a document may stand for in all: as much as one text in the parser. Each costs
+// something even when it is empty, so that their number is limited, too.
+constexpr std::size_t maximumExpansion = 10'000'000;
+constexpr std::size_t nodeSize = 100;
+
+// A parameter entity costs so much that their number stays far below the ten thousand from which on libxml2
+// 2.9.14 reports a loop and then, skipping blanks behind it, never comes back.
+constexpr std::size_t parameterEntitySize = 10'000;
+
+/// Parameter entities are replaced while their declarations are parsed. The sum of what they stand for is
+/// kept in the parser's user data; past the limit the parser is at the end of its input.
+xmlEntity* limitedParameterEntity(void* context, const xmlChar* name) {
+    auto* const parser = static_cast<xmlParserCtxt*>(context);
+    auto& expanded = *static_cast<std::size_t*>(parser->_private);
+    xmlEntity* const entity = xmlSAX2GetParameterEntity(context, name);
+    expanded += parameterEntitySize + static_cast<std::size_t>(entity != nullptr ? entity->length : 0);
+    if (expanded <= maximumExpansion) {
+        return entity;
+    }
+    xmlStopParser(parser);
+    return nullptr;
+}
+
+/// Replaces references to general entities by what they stand for.
 ///
 /// The parser leaves them as references: if it replaced them itself, it would read the files of external
 /// ones, too. Those have no content here and vanish. The amount is limited, for a small document can
@@ -111,9 +135,7 @@ public:
     bool run(xmlDoc* document) { return expandChildrenOf(reinterpret_cast<xmlNode*>(document), 0); }
 
 private:
-    static constexpr std::size_t maximumSize = 10'000'000; // that of a text in the parser
-    static constexpr int maximumDepth = 256;               // that of an element in the parser
-    static constexpr std::size_t nodeSize = 100;           // so that empty entities cost something, too
+    static constexpr int maximumDepth = 256; // that of an element in the parser
 
     std::size_t size = 0;
 
@@ -145,7 +167,7 @@ private:
         const xmlEntity* const entity = xmlGetDocEntity(reference->doc, reference->name);
         xmlNode* const content = entity != nullptr ? entity->children : nullptr;
         size += nodeSize + sizeOf(content);
-        if (size > maximumSize) {
+        if (size > maximumExpansion) {
             return false;
         }
         xmlNode* before = reference;
@@ -184,18 +206,22 @@ std::optional<XmlError> parse(const std::string& content, Document& parsed) {
     initialise();
     const Silence silence;
     const Parser parser(allocated(xmlNewParserCtxt()));
+    std::size_t expanded = 0;
+    parser->_private = &expanded;
     parser->sax->serror = &ignoreError;
+    parser->sax->getParameterEntity = &limitedParameterEntity;
     if (content.size() > INT_MAX) {
         return XmlError{eFail, "The document is too large"};
     }
     parsed.reset(xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr,
                                    nullptr, XML_PARSE_NONET | XML_PARSE_COMPACT));
-    if (parsed == nullptr) {
-        return parseError(parser->lastError);
-    }
-    if (parsed->intSubset != nullptr && !EntityExpansion().run(parsed.get())) {
+    if (expanded > maximumExpansion ||
+        (parsed != nullptr && parsed->intSubset != nullptr && !EntityExpansion().run(parsed.get()))) {
         parsed.reset();
         return XmlError{XML_ERR_ENTITY_LOOP, "The entities of the document expand beyond measure"};
+    }
+    if (parsed == nullptr) {
+        return parseError(parser->lastError);
     }
     return std::nullopt;
 }

@@ -42,7 +42,7 @@ TEST(Text, utf16HasSurrogatesForWhatLiesBeyondTheFirstPlane) {
     EXPECT_THROW(utf8ToUtf16("\xc3"), std::runtime_error);
 }
 
-TEST(Files, shownNamesBecomeNamesOnDisk) {
+TEST(DiskName, shownNamesBecomeNamesOnDisk) {
     EXPECT_EQ(diskName("/tmp/x\\Parts.db3"), "/tmp/x/Parts.db3");
     EXPECT_EQ(diskName(".\\Parts.db3"), "./Parts.db3");
     EXPECT_EQ(diskName("file:x\\y"), "./file:x/y");
