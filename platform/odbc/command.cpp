@@ -86,6 +86,8 @@ void Command::bindParameters() {
         // A marker without a parameter must fail, not run with the value of the execution before.
         statement->check(SQLFreeStmt(statement->get(), SQL_RESET_PARAMS));
         forgetBindings();
+    } else if (statement->session().traits().bindingFixesLengths) {
+        forgetBindings();
     }
     buffers.resize(parameters.size());
     for (std::size_t index = 0; index < parameters.size(); ++index) {
