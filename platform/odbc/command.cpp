@@ -96,7 +96,10 @@ void Command::bindParameters() {
 }
 
 void Command::run() {
-    const bool preparesAnyway = statement->session().traits().directPreparesAnyway && !buffers.empty();
+    // A marker in a text without parameters is told apart only by preparing: sent directly it breaks the
+    // protocol there.
+    const bool preparesAnyway = statement->session().traits().directPreparesAnyway &&
+                                (!buffers.empty() || text.find('?') != std::string::npos);
     const bool again = std::exchange(executedBefore, true);
     if (prepared || again || preparesAnyway) {
         runPrepared();
