@@ -86,6 +86,8 @@ void Command::bindParameters() {
         // A marker without a parameter must fail, not run with the value of the execution before.
         statement->check(SQLFreeStmt(statement->get(), SQL_RESET_PARAMS));
         forgetBindings();
+    } else if (statement->session().traits().bindingFixesLengths) {
+        forgetBindings();
     }
     buffers.resize(parameters.size());
     for (std::size_t index = 0; index < parameters.size(); ++index) {
@@ -94,7 +96,10 @@ void Command::bindParameters() {
 }
 
 void Command::run() {
-    const bool preparesAnyway = statement->session().traits().directPreparesAnyway && !buffers.empty();
+    // A marker in a text without parameters is told apart only by preparing: sent directly it breaks the
+    // protocol there.
+    const bool preparesAnyway = statement->session().traits().directPreparesAnyway &&
+                                (!buffers.empty() || text.find('?') != std::string::npos);
     const bool again = std::exchange(executedBefore, true);
     if (prepared || again || preparesAnyway) {
         runPrepared();

@@ -153,9 +153,11 @@ Engine engineNamed(std::string_view name) noexcept {
 }
 
 std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept {
-    if (engine == Engine::sqlite && diagnostic.nativeError == 1 &&
-        contains(diagnostic.text, "no such table")) {
+    if (engine == Engine::sqlite && contains(diagnostic.text, "no such table")) {
         return dbNoTable;
+    }
+    if (engine == Engine::sqlite && contains(diagnostic.text, "unbound parameters")) {
+        return dbParamNotOptional;
     }
     const auto natives = nativeStatuses(engine);
     const auto native = std::ranges::find(natives, diagnostic.nativeError, &NativeStatus::nativeError);

@@ -105,6 +105,7 @@ void Session::learnTraits(const std::string& completedString) {
     engineTraits.engine = engineNamed(information(SQL_DBMS_NAME));
     engineTraits.driverName = information(SQL_DRIVER_NAME);
     engineTraits.driverVersion = information(SQL_DRIVER_VER);
+    engineTraits.bindingFixesLengths = engineTraits.engine == Engine::sqlite;
     if (engineTraits.engine == Engine::mariadb) {
         engineTraits.unlimitedTextSize = ~SQLULEN{0}; // it describes honestly
         engineTraits.directPreparesAnyway = true;

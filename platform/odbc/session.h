@@ -28,6 +28,8 @@ struct EngineTraits {
     SQLULEN unlimitedDecimalSize = 0;
     /// What a direct execution with parameters costs, a prepared one costs as well.
     bool directPreparesAnyway = false;
+    /// The length of a binary parameter is read when it is bound, and not again.
+    bool bindingFixesLengths = false;
 };
 
 /// One connection to an engine: connected when it is made, disconnected at the latest when the last object
