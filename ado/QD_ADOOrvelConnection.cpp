@@ -67,6 +67,7 @@ void QD_ADOOrvelConnection::open(const char* name, const char* /*path*/, unsigne
         for (const char* text : {name, database.c_str(), instance.c_str()}) {
             QD_OrvelTools::throwOnNullOrEmptyString(text);
         }
+        connection.reset(); // goes even when no other can be made
         connection = ado::createObject<ado::Connection>().shared();
         const std::string text = platform::narrowToUtf8(connectionString(name));
         setBusyTimeout(timeoutMs);

@@ -32,7 +32,7 @@ void assignNarrow(std::string& out, const std::string& utf8) {
 } // namespace
 
 QD_ADOOrvelQuery::QD_ADOOrvelQuery(const std::shared_ptr<ado::Recordset>& rows) try : recordset(rows) {
-    if (recordset != nullptr && !recordset->eof()) {
+    if (!QD_ADOOrvelQuery::eof()) { // a result that cannot tell is at its end
         refreshFields();
     }
 } catch (...) {
