@@ -50,8 +50,6 @@ void Recordset::advance() {
     }
 }
 
-void Recordset::beginCall() const noexcept { connection->errorList().clear(); }
-
 Statement& Recordset::requireOpen() const {
     beginCall();
     if (statement == nullptr) {
