@@ -13,7 +13,7 @@ namespace {
 using orvel::platform::odbc::Column;
 
 constexpr std::size_t mostRowsInBlock = 100; // more gain nothing
-constexpr std::size_t mostBytesInBlock = 1024 * 1024;
+constexpr std::size_t mostBytesInBlock = std::size_t{1024} * 1024;
 constexpr std::size_t firstPiece = 1024;
 
 bool isUnbound(const Column& column) noexcept { return column.bound == 0; }
