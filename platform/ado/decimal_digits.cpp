@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <ranges>
 
 namespace {
 
@@ -24,9 +25,9 @@ bool appendDigit(Words& words, char digit) noexcept {
 
 char removeDigit(Words& words) noexcept {
     std::uint64_t rest = 0;
-    for (auto word = words.rbegin(); word != words.rend(); ++word) {
-        rest = (rest << 32) | *word;
-        *word = static_cast<std::uint32_t>(rest / 10);
+    for (std::uint32_t& word : words | std::views::reverse) {
+        rest = (rest << 32) | word;
+        word = static_cast<std::uint32_t>(rest / 10);
         rest %= 10;
     }
     return static_cast<char>('0' + rest);
@@ -87,12 +88,12 @@ bool roundsUp(const std::string& digits, std::size_t kept) noexcept {
 }
 
 void increment(std::string& digits) {
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-        if (*digit != '9') {
-            ++*digit;
+    for (char& digit : digits | std::views::reverse) {
+        if (digit != '9') {
+            ++digit;
             return;
         }
-        *digit = '0';
+        digit = '0';
     }
     digits.insert(digits.begin(), '1');
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/ado/Variant.h"
+#include "platform/ado/ascii_case.h"
 #include "platform/ado/decimal_digits.h"
 #include "platform/ado/status.h"
 #include "platform/hresult.h"
@@ -68,8 +69,8 @@ double doubleOf(std::string_view text) {
 
 std::int32_t int32Of(double value) {
     const double rounded = std::nearbyint(value); // half to even: nobody changes the rounding mode under us
-    if (!(rounded >= std::numeric_limits<std::int32_t>::min() &&
-          rounded <= std::numeric_limits<std::int32_t>::max())) {
+    if (std::isnan(rounded) || rounded < std::numeric_limits<std::int32_t>::min() ||
+        rounded > std::numeric_limits<std::int32_t>::max()) {
         overflow();
     }
     return static_cast<std::int32_t>(rounded);
@@ -122,12 +123,6 @@ std::string textOf(const Date& date) {
         time.pop_back();
     }
     return text.empty() ? time : text + ' ' + time;
-}
-
-bool equalIgnoringCase(std::string_view text, std::string_view lower) noexcept {
-    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char one, char other) {
-        return (one >= 'A' && one <= 'Z' ? static_cast<char>(one - 'A' + 'a') : one) == other;
-    });
 }
 
 bool booleanOf(std::string_view text) {

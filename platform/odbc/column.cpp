@@ -14,7 +14,7 @@ namespace {
 using namespace orvel::platform::odbc;
 using namespace orvel::platform::ado;
 
-struct TypeMapping {
+struct TypeMapping { // NOLINT(clang-analyzer-optin.performance.Padding): in the order in which it is read
     SQLSMALLINT sqlType;
     std::int32_t type;
     std::int32_t unsignedType;
@@ -172,7 +172,8 @@ Description describe(SQLHSTMT statement, SQLUSMALLINT number) {
     if (!succeeded(code)) {
         description.sqlType = SQL_UNKNOWN_TYPE;
     }
-    description.name = name.c_str();
+    name.resize(std::strlen(name.c_str()));
+    description.name = std::move(name);
     return description;
 }
 

@@ -1,13 +1,16 @@
 #include "platform/odbc/connection_string.h"
 
-#include <strings.h>
-
+#include <algorithm>
 #include <cstring>
+
+#include "platform/ado/ascii_case.h"
 
 namespace {
 
+using namespace orvel::platform;
+
 bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) noexcept {
-    return text.size() >= prefix.size() && strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
+    return ado::equalIgnoringCase(text.substr(0, prefix.size()), prefix);
 }
 
 void append(std::string& connectionString, std::string_view keyword, std::string_view value) {

@@ -2,20 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/ado/ascii_case.h"
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
-
-namespace {
-
-char lowered(char character) noexcept {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-bool equalIgnoringCase(std::string_view one, std::string_view other) noexcept {
-    return std::ranges::equal(one, other, {}, lowered, lowered);
-}
-
-} // namespace
 
 namespace orvel::platform::odbc {
 
@@ -49,8 +38,6 @@ void Recordset::advance() {
         statement->drainResults();
     }
 }
-
-void Recordset::beginCall() const noexcept { connection->errorList().clear(); }
 
 Statement& Recordset::requireOpen() const {
     beginCall();
@@ -99,7 +86,7 @@ const Column& Recordset::column(std::size_t position) const {
 ado::Ref<ado::Field> Recordset::item(std::string_view name) {
     const auto& described = requireOpen().reader().columns();
     const auto found = std::ranges::find_if(
-        described, [name](const Column& column) { return equalIgnoringCase(column.name, name); });
+        described, [name](const Column& column) { return ado::equalIgnoringCase(column.name, name); });
     return fieldAt(static_cast<std::size_t>(found - described.begin()));
 }
 

@@ -62,7 +62,7 @@ private:
     std::uint64_t row = 0; ///< counted, 0 at the end
 
     void advance();
-    void beginCall() const noexcept;
+    void beginCall() const noexcept { connection->errorList().clear(); }
     Statement& requireOpen() const;
     ResultReader& requireRow() const;
     const Column& column(std::size_t position) const;

@@ -13,7 +13,7 @@ namespace {
 using orvel::platform::odbc::Column;
 
 constexpr std::size_t mostRowsInBlock = 100; // more gain nothing
-constexpr std::size_t mostBytesInBlock = 1024 * 1024;
+constexpr std::size_t mostBytesInBlock = std::size_t{1024} * 1024;
 constexpr std::size_t firstPiece = 1024;
 
 bool isUnbound(const Column& column) noexcept { return column.bound == 0; }
@@ -57,6 +57,17 @@ void ResultReader::layOut() {
         storages.push_back(std::move(storage));
     }
     rowStates.assign(blockSize, SQL_ROW_SUCCESS);
+    setLimits();
+}
+
+void ResultReader::setLimits() {
+    limits.clear();
+    for (std::size_t column = 0; column < boundColumns; ++column) {
+        if (described[column].variesInLength()) {
+            const std::size_t most = described[column].bound - described[column].terminator();
+            limits.push_back({storages[column].lengths.get(), static_cast<SQLLEN>(most), column});
+        }
+    }
 }
 
 void ResultReader::bind() {
@@ -151,14 +162,10 @@ void ResultReader::requireWholeRow() const {
     if (rowStates[row] == SQL_ROW_ERROR) {
         throw ComError(eFail, "The driver could not deliver a row.");
     }
-    for (std::size_t column = 0; column < boundColumns; ++column) {
-        if (!described[column].variesInLength()) {
-            continue;
-        }
-        const SQLLEN length = storages[column].lengths[row];
-        const auto room = static_cast<SQLLEN>(storages[column].capacity - described[column].terminator());
-        if (length > room || length == SQL_NO_TOTAL) {
-            throw ComError(ado::dbDataOverflow, "A value of column \"" + described[column].name +
+    for (const Limit& limit : limits) {
+        const SQLLEN length = limit.lengths[row];
+        if (length > limit.most || length == SQL_NO_TOTAL) {
+            throw ComError(ado::dbDataOverflow, "A value of column \"" + described[limit.column].name +
                                                     "\" is longer than the driver described it.");
         }
     }

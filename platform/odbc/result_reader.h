@@ -46,9 +46,17 @@ private:
         void makeRoom(std::size_t have, std::size_t wanted);
     };
 
+    /// What the values of a bound column must keep to.
+    struct Limit {
+        const SQLLEN* lengths;
+        SQLLEN most;
+        std::size_t column;
+    };
+
     Statement& statement;
     std::vector<Column> described;
     std::vector<Storage> storages;
+    std::vector<Limit> limits;
     std::vector<SQLUSMALLINT> rowStates;
     std::size_t boundColumns = 0;
     std::size_t blockSize = 0;
@@ -57,6 +65,7 @@ private:
     bool isBound = false;
 
     void layOut();
+    void setLimits();
     void bind();
     bool fetchBlock();
     void readPieces(std::size_t column);

@@ -215,10 +215,16 @@ void Session::abandonTransaction() noexcept {
     leaveTransaction();
 }
 
+/// A connection that will not commit its statements by itself again is given up: they would be lost without a
+/// word.
 void Session::leaveTransaction() noexcept {
-    SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_ON), 0);
     inTransaction = false;
     spoiled = false;
+    const SQLRETURN code =
+        SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_ON), 0);
+    if (!succeeded(code)) {
+        disconnect();
+    }
 }
 
 void Session::note(const Diagnostic& diagnostic) noexcept {
@@ -231,7 +237,7 @@ void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(readDiagnos
 
 void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
     if (diagnostics.empty()) {
-        throw ComError(eFail, "The ODBC driver gave no reason.");
+        throw ComError(eFail, open ? "The ODBC driver gave no reason." : "The connection was lost.");
     }
     std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
     status = status != 0 ? status : statusOf(diagnostics.front(), engineTraits.engine);

@@ -30,6 +30,7 @@ struct Engine {
     bool isServer;
     bool exactDoubles; ///< or 15 digits of them
 
+    // NOLINTNEXTLINE(readability-identifier-naming): GoogleTest's name
     friend void PrintTo(const Engine& engine, std::ostream* out) { *out << engine.name; }
 };
 
@@ -62,6 +63,7 @@ struct Failure {
     std::int32_t native = 0; ///< of the first error
     std::string text;        ///< of the first error, or of the exception when the engine said nothing
 
+    // NOLINTNEXTLINE(readability-identifier-naming): GoogleTest's name
     friend void PrintTo(const Failure& failure, std::ostream* out) {
         *out << std::hex << failure.status << std::dec << " native " << failure.native << " states "
              << testing::PrintToString(failure.states) << ' ' << failure.text;

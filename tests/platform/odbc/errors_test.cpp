@@ -24,7 +24,7 @@ protected:
     }
 };
 
-struct ExpectedError {
+struct ExpectedError { // NOLINT(clang-analyzer-optin.performance.Padding): in the order in which it is read
     const char* statement; ///< after a table t (id INTEGER PRIMARY KEY, v VARCHAR(5)) with the row 1
     std::uint32_t status;
     const char* state[3]; ///< SQLite, PostgreSQL, MariaDB; null where the engine finds nothing wrong

@@ -7,7 +7,6 @@
 namespace {
 
 using namespace orvel::tests;
-using orvel::platform::ComError;
 using orvel::platform::ePointer;
 
 class OdbcObjects : public EngineTest {
@@ -180,7 +179,8 @@ TEST_P(OdbcObjects, anEmptyReferenceIsAnError) {
 TEST_P(OdbcObjects, comeFromAnotherMakerWhileOneIsRegistered) {
     const auto substitute = ado::createObject<ado::Connection>();
     {
-        const ado::Registration<ado::Connection> registration([&] { return substitute; });
+        const ado::Registration<ado::Connection> registration(
+            [&]() -> ado::Ref<ado::Connection> { return substitute; });
         EXPECT_EQ(ado::createObject<ado::Connection>().get(), substitute.get());
         const ado::Registration<ado::Connection> none({});
         EXPECT_EQ(failureOf(connection, [] { ado::createObject<ado::Connection>(); }).status,
@@ -202,6 +202,7 @@ TEST_P(OdbcObjects, workInManyThreadsAtOnceEachOnItsOwnConnection) {
         }
     };
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back(work);
     }
