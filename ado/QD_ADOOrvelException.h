@@ -7,8 +7,7 @@
 /// is the object layer's.
 ///
 /// A lock, an object in use or a concurrency failure (status 0x80040E38, 0x80040E40 or 0x80040E92, or
-/// provider code 3730 or 3732) turns the code into QD_ORVEL_ERR_BUSY whatever was asked for; everything else
-/// stays.
+/// provider code 3730 or 3732) turns the code into QD_ORVEL_ERR_BUSY whatever was asked for; everything else stays.
 class QD_ORVEL_EXPORT QD_ADOOrvelException : public QD_OrvelException {
 public:
     QD_ADOOrvelException(QD_OrvelError code, const char* function, unsigned long provErrorCode,

@@ -72,8 +72,7 @@ public:
     bool getDBTableCommand(const char* databaseKey, const char* tableID, const char* templateName,
                            std::string& value, bool required);
 
-    /// The common default "DefaultTimeout" as a number: digits up to the first other character, 0 without
-    /// any.
+    /// The common default "DefaultTimeout" as a number: digits up to the first other character, 0 without any.
     ///
     /// @param milliseconds  0 when the value is missing
     /// @return false when the value is missing; a value that is no number is not

@@ -22,9 +22,8 @@ bool ConfigurationDocument::isCurrent() const {
 }
 
 std::string ConfigurationDocument::valueAt(const ConfigurationPath& path) const {
-    const auto* const section = std::find_if(sections.begin(), sections.end(), [&path](const Section& known) {
-        return path.section() == known.name;
-    });
+    const auto* const section = std::ranges::find_if(
+        sections, [&path](const Section& known) { return path.section() == known.name; });
     platform::XmlElement element = section->element;
     for (const std::string& name : path.steps()) {
         element = element.child(name);

@@ -18,7 +18,7 @@ ConfigurationPath::ConfigurationPath(std::initializer_list<const char*> names)
 }
 
 bool ConfigurationPath::isPlain() const {
-    return std::all_of(belowSection.begin(), belowSection.end(), platform::XmlDocument::isElementName);
+    return std::ranges::all_of(belowSection, platform::XmlDocument::isElementName);
 }
 
 std::string ConfigurationPath::expression() const {

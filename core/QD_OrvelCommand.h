@@ -31,8 +31,7 @@ public:
     ///
     /// @param flags  kept for the interface, not used
     /// @return the number of rows changed
-    /// @throws QD_OrvelException  27 a parameter could not be bound, 31 the database was busy, 34 or 13 the
-    /// engine
+    /// @throws QD_OrvelException  27 a parameter could not be bound, 31 the database was busy, 34 or 13 the engine
     ///         refused the statement
     virtual int execNoQuery(unsigned int flags) = 0;
 
@@ -55,8 +54,7 @@ public:
     /// Removes all parameters.
     virtual void resetParams() = 0;
 
-    /// Lets go of the statement and the parameters; the command cannot run again. Never throws; twice is
-    /// harmless.
+    /// Lets go of the statement and the parameters; the command cannot run again. Never throws; twice is harmless.
     virtual void close() = 0;
 };
 

@@ -21,8 +21,7 @@ std::string configurationFile(const char* argument) {
     return file;
 }
 
-/// A provider taken from an application default is not resolved again, unless it sends on to the
-/// configuration.
+/// A provider taken from an application default is not resolved again, unless it sends on to the configuration.
 int resolvedProvider(int provider, QD_OrvelConfig& config) {
     if (provider == QD_ORVEL_PROVIDER_APP_PRIMARY) {
         QD_OrvelConfig::getAppDefaultValue(QD_ORVEL_APPDEF_PRIMARY_PROVIDER, nullptr, &provider);

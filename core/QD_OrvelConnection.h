@@ -38,7 +38,8 @@ enum QD_OrvelAppDefault : int {
 ///
 /// Unless an operation says that it never throws, it may raise QD_OrvelException: 12 when the connection is
 /// not open, 31 when the database was busy, 34, 13 or 14 when the engine refused a statement, 23 for a null
-/// or empty name. The order of the virtual operations is part of the interface.
+/// or empty name. With memory exhausted, an operation that answers a handle answers an empty one or raises 32
+/// or std::bad_alloc. The order of the virtual operations is part of the interface.
 class QD_ORVEL_EXPORT QD_OrvelConnection : public QD_OrvelHandableClass {
 public:
     /// Makes a connection, closed.
@@ -46,8 +47,7 @@ public:
     /// @param provider    which engine it is for
     /// @param configFile  configuration file; null or empty is the application default of slot 1
     /// @param server      for ADO, like the next two: name of the server. Null takes the configuration's
-    /// default
-    ///                    (Server, Database, Instance); an empty text is a value.
+    ///                    default (Server, Database, Instance); an empty text is a value.
     /// @param database    key of the engine's section in the configuration
     /// @param instance    instance on the server
     /// @throws QD_OrvelException  2 no such provider, 26 Database or Instance is in neither place, 1 the
@@ -127,8 +127,7 @@ public:
     /// @param flags  kept for the interface, not used
     virtual QD_OrvelCommandHandle createCommand(const char* sql, unsigned int flags) = 0;
 
-    /// How long to wait for a busy database. Kept for the next `open` when the connection is closed. Never
-    /// throws.
+    /// How long to wait for a busy database. Kept for the next `open` when the connection is closed. Never throws.
     virtual void setBusyTimeout(int milliseconds) = 0;
 
     /// Id of the row that this connection inserted last.
@@ -140,8 +139,7 @@ public:
     virtual bool isClientServer() const = 0;
     virtual void compressDatabase() = 0;
 
-    /// These three need no open connection and leave this one as it is, unless it has the dropped database
-    /// open.
+    /// These three need no open connection and leave this one as it is, unless it has the dropped database open.
     virtual bool databaseExists(const char* name, const char* path) = 0;
 
     /// Creates a database and runs the database template SetupDatabase on it if there is one.

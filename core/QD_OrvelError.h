@@ -37,8 +37,7 @@ enum QD_OrvelError : int {
     QD_ORVEL_ERR_CREATE_COMMAND = 28,
     QD_ORVEL_ERR_CREATE_QUERY = 29,
     QD_ORVEL_ERR_LAST_INSERTED_ID = 30,
-    /// The database is busy or locked: whichever engine said so, and in whichever operation, it arrives as
-    /// this code.
+    /// The database is busy or locked: whichever engine said so, and in whichever operation, it arrives as this code.
     QD_ORVEL_ERR_BUSY = 31,
     QD_ORVEL_ERR_OUT_OF_MEMORY = 32,
     QD_ORVEL_ERR_COMPILE_SQL = 33,
@@ -49,8 +48,7 @@ enum QD_OrvelError : int {
 
 /// The fixed English message of a code; never null, valid for the life of the process.
 ///
-/// @param code  any value: 31 and everything outside 0 to 35 give "Unspecified Error" (capital E), while 35
-/// has a
+/// @param code  any value: 31 and everything outside 0 to 35 give "Unspecified Error" (capital E), while 35 has a
 ///              text of its own, "Unspecified error"
 QD_ORVEL_EXPORT const char* errorText(QD_OrvelError code) noexcept;
 

@@ -9,10 +9,11 @@
 
 struct QD_OrvelExceptionData {
     QD_OrvelError errorCode = QD_ORVEL_NO_ERROR;
-    std::uint32_t provErrorCode =
-        0; // 32 bits whatever `unsigned long` has here: a code that travelled through a
-    std::uint32_t hrErrorCode = 0; // signed int arrives with its upper half filled and must print the same
-    const char* errorString = "";  // always a text of `errorText`
+    // 32 bits whatever `unsigned long` has here: a code that travelled through a signed int arrives with its upper
+    // half filled and must print the same.
+    std::uint32_t provErrorCode = 0;
+    std::uint32_t hrErrorCode = 0;
+    const char* errorString = ""; // always a text of `errorText`
     std::string provErrorString;
     std::string message;
     std::string trace;
@@ -146,8 +147,7 @@ void QD_OrvelException::addFunction(const char* function) {
     if (function == nullptr) {
         return;
     }
-    // A frame calls this while the exception is in flight: to lose a name is better than to lose the
-    // exception.
+    // A frame calls this while the exception is in flight: to lose a name is better than to lose the exception.
     const std::size_t before = data->trace.size();
     try {
         data->trace.append(" <- ").append(function);

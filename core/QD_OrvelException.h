@@ -16,11 +16,9 @@ struct QD_OrvelExceptionData;
 class QD_ORVEL_EXPORT QD_OrvelException {
 public:
     /// @param code           what failed
-    /// @param function       qualified name of the function that raises it; begins the trace; null counts as
-    /// empty
+    /// @param function       qualified name of the function that raises it; begins the trace; null counts as empty
     /// @param provErrorCode  the engine's own code, 0 when there is none; the low 32 bits are kept
-    /// @param provErrorText  the engine's own text in the narrow encoding, of any length; null counts as
-    /// empty
+    /// @param provErrorText  the engine's own text in the narrow encoding, of any length; null counts as empty
     /// @param hrErrorCode    status code of the object layer, 0 when there is none; the low 32 bits are kept
     ///
     /// When memory is exhausted the constructor throws an exception with QD_ORVEL_ERR_OUT_OF_MEMORY and the
@@ -58,8 +56,7 @@ public:
     /// Replaces `trace` by the chain of functions the exception passed through, innermost first.
     virtual void stackTrace(std::string& trace) const;
 
-    /// Everything in one line: "Orvel: <message>. (<code>), Provider: <text> (<code>), hr: <status>, Trace:
-    /// <trace>".
+    /// Everything in one line: "Orvel: <message>. (<code>), Provider: <text> (<code>), hr: <status>, Trace: <trace>".
     ///
     /// Formatted at the first call and kept: functions added later do not appear. The pointer is valid as
     /// long as the exception. With memory exhausted the fixed message alone.

@@ -8,9 +8,10 @@
 
 /// A forward-only cursor. It stands on its first row, or at its end, once a connection has made it.
 ///
-/// Reading never throws. A getter answers true when it delivered a value; it answers false, with its output
-/// at 0, 0.0 or empty, when the field is NULL, the column is unknown or the access failed (a failure is
-/// logged). Columns are counted from 0. Texts are in the process's narrow encoding.
+/// Reading never throws. A getter answers true when it delivered a value; it answers false when the field is NULL,
+/// the column is unknown or the access failed (a failure is logged). The number and text getters then leave 0, 0.0 or
+/// an empty text; what the others leave is the provider's matter. Columns are counted from 0. Texts are in the
+/// process's narrow encoding.
 ///
 /// A query made by an SQLite *command* is different: it reports `eof()` true and `numFields()` 0 from the
 /// start and is read by index; see QD_SQOrvelCommand.
@@ -52,8 +53,7 @@ public:
 
     /// Copies a blob.
     ///
-    /// @param size    in: the buffer's capacity in bytes; out: the blob's length. Unchanged when the field is
-    /// NULL.
+    /// @param size    in: the buffer's capacity in bytes; out: the blob's length. Unchanged when the field is NULL.
     /// @param buffer  null asks for the length alone, and is answered with true unless the blob is empty
     /// @return false, with nothing copied, when the blob is NULL or empty or the buffer is too small
     virtual bool getBlobField(const char* name, unsigned int& size, unsigned char* buffer) const = 0;

@@ -27,8 +27,7 @@ class QD_ORVEL_EXPORT QD_OrvelTransaction {
 public:
     /// @param connection  empty: `begin` fails with 12
     /// @param flags       QD_OrvelTransactionFlags
-    /// @param beginNow    begin at once; when that fails, the connection is kept for good, with the file it
-    /// has open
+    /// @param beginNow    begin at once; when that fails, the connection is kept for good, with the file it has open
     /// @param name        passed to the provider, which does not use it; null counts as empty
     /// @throws QD_OrvelException  32 out of memory; with `beginNow` what `begin` raises
     QD_OrvelTransaction(QD_OrvelConnectionHandle& connection, unsigned int flags, bool beginNow,
@@ -39,14 +38,18 @@ public:
 
     /// Does nothing when active; after a commit or abort it begins again.
     ///
-    /// @throws QD_OrvelException  12 no connection or not open, 31 busy, 34 the database refused
+    /// @throws QD_OrvelException  12 no connection or not open, 31 busy, 34 or 15 the database refused
     void begin();
 
-    /// Does nothing when not active. When it fails, the transaction stays active and its destruction aborts
-    /// it.
+    /// Does nothing when not active. When it fails, the transaction stays active and its destruction aborts it; to
+    /// commit again is then error 18, because the connection has counted the first attempt.
+    ///
+    /// @throws QD_OrvelException  12 not open, 31 busy, 34 or 16 the database refused, 18 nothing was begun
     void commit();
 
     /// Does nothing when not active.
+    ///
+    /// @throws QD_OrvelException  12 not open, 34 or 17 the database refused, 18 nothing was begun
     void abort();
 
 private:

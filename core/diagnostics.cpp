@@ -29,8 +29,7 @@ const char* prefix(orvel::CatchForm form) noexcept {
     return "CATCH ... ";
 }
 
-/// The unit a class belongs to, by the names of the classes: "QD_SQOrvelQuery::close" is the SQLite
-/// provider's.
+/// The unit a class belongs to, by the names of the classes: "QD_SQOrvelQuery::close" is the SQLite provider's.
 const char* sourceUnit(std::string_view function) noexcept {
     if (function.starts_with("QD_SQOrvel")) {
         return "QD_SQOrvelInterface";

@@ -3,8 +3,7 @@
 
 namespace orvel {
 
-/// The forms of a catch line. They differ in a blank on purpose: what was swallowed can be told from what
-/// went on.
+/// The forms of a catch line. They differ in a blank on purpose: what was swallowed can be told from what went on.
 enum class CatchForm { replaced, swallowed, comError, libraryException };
 
 /// Writes one line, cut at 255 characters, to the debugger output channel.

@@ -8,8 +8,7 @@
 
 namespace orvel {
 
-/// One public operation: its qualified name, a literal, and the code of a failure that is none of the
-/// library's.
+/// One public operation: its qualified name, a literal, and the code of a failure that is none of the library's.
 ///
 /// Two words, passed by value, so that it travels in registers; the place of the handler is not part of it
 /// for the same reason. With that, a frame adds no instruction to an operation that succeeds.

@@ -3,8 +3,7 @@
 
 namespace orvel::platform {
 
-/// Writes `line` to the standard error descriptor in one piece, behind what the standard error stream has
-/// buffered.
+/// Writes `line` to the standard error descriptor in one piece, behind what the standard error stream has buffered.
 void writeDebugOutput(const char* line) noexcept;
 
 } // namespace orvel::platform

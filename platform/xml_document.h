@@ -7,8 +7,7 @@
 #include <string>
 
 // Reading XML: a document from a file, elements found in it by name or by XPath 1.0, and their texts. Texts
-// and names go in and come out in the narrow encoding; one that cannot be converted raises
-// std::runtime_error.
+// and names go in and come out in the narrow encoding; one that cannot be converted raises std::runtime_error.
 
 namespace orvel::platform {
 
@@ -61,8 +60,7 @@ public:
     /// The first element of that name in document order, at any depth.
     XmlElement firstElement(const std::string& name) const;
 
-    /// The text of the first node in document order that an XPath 1.0 path selects; nothing if it selects
-    /// none.
+    /// The text of the first node in document order that an XPath 1.0 path selects; nothing if it selects none.
     ///
     /// The XML library does not promise that an evaluation leaves the tree alone, so this is not for
     /// documents that threads share: they evaluate on a clone.

@@ -82,7 +82,7 @@ QD_OrvelQueryHandle QD_SQOrvelCommand::execQuery(unsigned int /*flags*/) {
             endWith(stepped, name);
         }
         auto* const query = new (std::nothrow) QD_SQOrvelQuery(connection.get(), statement.get());
-        if (query == nullptr) {
+        if (query == nullptr && !statement->isRead()) {
             resetVM();
         }
         return QD_OrvelQueryHandle(query);
@@ -97,15 +97,24 @@ int QD_SQOrvelCommand::run() {
         if (stepped == SQLITE_DONE || stepped == SQLITE_ROW) {
             return stepped;
         }
-        // A statement of the legacy interface steps to 1 for almost every error; the reset tells a schema
-        // change.
+        // A statement of the legacy interface steps to 1 for almost every error; the reset tells a schema change.
         if (resetVM() != SQLITE_SCHEMA) {
             return stepped;
         }
-        statement->replace(nullptr);
-        statement->replace(connection->compile(sql.c_str()));
-        checkVM();
+        recompile();
     }
+}
+
+void QD_SQOrvelCommand::recompile() {
+    // The connection may have been opened on another database since, where this command has no business.
+    const bool sameDatabase = sqlite3_db_handle(statement->get()) == static_cast<sqlite3*>(*connection.get());
+    statement->replace(nullptr);
+    if (!sameDatabase) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_NOT_OPEN, "QD_SQOrvelCommand::checkDB", nullPointer,
+                                  "The connection was closed after the command was made", 0);
+    }
+    statement->replace(connection->compile(sql.c_str()));
+    checkVM();
 }
 
 /// A command whose run failed is not used again: whoever has it must see that.

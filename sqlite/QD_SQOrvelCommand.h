@@ -17,8 +17,7 @@ class SqliteStatement;
 ///
 /// Only the first statement of the text counts. Markers without a parameter are NULL; parameters without a
 /// marker are error 27. A run that fails, one that yields rows through `execNoQuery` included, ends the
-/// command: every later run is error 22. Such a statement may have done its work all the same ("INSERT ...
-/// RETURNING").
+/// command: every later run is error 22. Such a statement may have done its work all the same ("INSERT ... RETURNING").
 ///
 /// Only a change of the schema makes it compile the statement again.
 ///
@@ -41,14 +40,16 @@ public:
     ~QD_SQOrvelCommand() override;
 
     /// @return what SQLite counts as changed
-    /// @throws QD_OrvelException  22 the command has ended, 27 binding failed, 31 busy, 34 SQLite refused or
-    /// the
+    /// @throws QD_OrvelException  22 the command has ended, 27 binding failed, 31 busy, 34 SQLite refused or the
     ///         statement yields rows (provider code 100), 13 anything else
     int execNoQuery(unsigned int flags) override;
 
     /// Errors as `execNoQuery`, rows aside.
     QD_OrvelQueryHandle execQuery(unsigned int flags) override;
 
+    /// The operations that add parameters let std::bad_alloc out when the list cannot grow, and a text that is not valid
+    /// in the narrow encoding ends in std::runtime_error.
+    ///
     /// @throws QD_OrvelException  32 the copy cannot be allocated
     void addStringParam(const char* text) override;
     void addIntParam(int value) override;
@@ -67,8 +68,7 @@ public:
 protected:
     friend class QD_SQOrvelConnection;
 
-    /// @throws QD_OrvelException  23 no text, 12 no connection or not open, 22 no statement, 34 SQLite
-    /// refused,
+    /// @throws QD_OrvelException  23 no text, 12 no connection or not open, 22 no statement, 34 SQLite refused,
     ///         28 anything else
     QD_SQOrvelCommand(QD_SQOrvelConnection* owner, const char* text, unsigned int commandFlags);
 
@@ -87,8 +87,8 @@ private:
     unsigned int flags;
     std::vector<QD_SQOrvelParameter> params;
 
-    void addParam(QD_SQOrvelParameter&& parameter);
     int run();
+    void recompile();
     [[noreturn]] void endWith(int stepResult, const char* function);
 };
 

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <new>
+#include <utility>
 
 #include "QD_OrvelTools.h"
 #include "QD_SQOrvelCommand.h"
@@ -51,14 +52,23 @@ void QD_SQOrvelConnection::open(const char* name, const char* path, unsigned int
         std::string fileName;
         getDBPathName(name, path, fileName);
         if (const int result = openFile(fileName); result != SQLITE_OK) {
-            const std::string message = orvel::sqliteMessage(db) + " " + fileName;
-            close();
-            throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, "QD_SQOrvelConnection::open",
-                                      static_cast<unsigned long>(result), message.c_str(), 0);
+            throwCannotOpen(result, fileName);
         }
-        dbPathName = fileName;
+        dbPathName = std::move(fileName); // nothing may fail between SQLite's success and this
         setBusyTimeout(busyTimeout);
     });
+}
+
+/// Whatever handle SQLite has left is closed on the way out, behind the reading of its message.
+void QD_SQOrvelConnection::throwCannotOpen(int result, const std::string& fileName) {
+    struct Closing {
+        QD_SQOrvelConnection& connection;
+        ~Closing() { connection.close(); }
+    };
+    const Closing closing{*this};
+    throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, "QD_SQOrvelConnection::open",
+                              static_cast<unsigned long>(result),
+                              (orvel::sqliteMessage(db) + " " + fileName).c_str(), 0);
 }
 
 int QD_SQOrvelConnection::openFile(const std::string& fileName) {
@@ -66,8 +76,7 @@ int QD_SQOrvelConnection::openFile(const std::string& fileName) {
     if (const int result = sqlite3_open16(name.c_str(), &db); result != SQLITE_OK) {
         return result;
     }
-    // sqlite3_open16 alone would create UTF-16 databases. This writes nothing and leaves existing ones as
-    // they are.
+    // sqlite3_open16 alone would create UTF-16 databases. This writes nothing and leaves existing ones as they are.
     return sqlite3_exec(db, "PRAGMA encoding='UTF-8'", nullptr, nullptr, nullptr);
 }
 
@@ -81,6 +90,7 @@ void QD_SQOrvelConnection::close() {
         sqlite3_close_v2(db); // with statements alive, these go on and the last of them closes the database
         dbPathName.clear();
         db = nullptr;
+        commitFailed = false;
     });
 }
 
@@ -95,6 +105,9 @@ int QD_SQOrvelConnection::execNoQuery(const char* sql, unsigned int /*flags*/) {
         orvel::ansiToUtf8(text);
         for (const char* rest = text.c_str(); *rest != '\0';) {
             rest = runFirstStatement(rest);
+        }
+        if (sqlite3_get_autocommit(db) != 0) {
+            commitFailed = false; // the transaction is over after all
         }
         return sqlite3_changes(db);
     });
@@ -113,8 +126,7 @@ const char* QD_SQOrvelConnection::runFirstStatement(const char* text) {
         while (stepped == SQLITE_ROW) {
             stepped = sqlite3_step(statement);
         }
-        // A statement of the legacy interface steps to 1 for almost every error; finalizing tells the real
-        // code.
+        // A statement of the legacy interface steps to 1 for almost every error; finalizing tells the real code.
         const int finalized = sqlite3_finalize(statement);
         if (finalized == SQLITE_SCHEMA) {
             continue;
@@ -217,7 +229,10 @@ sqlite3_stmt* QD_SQOrvelConnection::compile(const char* text) {
 
 int QD_SQOrvelConnection::compile(const char* text, sqlite3_stmt** statement, const char** tail) {
     return framed({"QD_SQOrvelConnection::compile", QD_ORVEL_ERR_COMPILE_SQL}, [&] {
-        *statement = prepare(text, tail);
+        *statement = nullptr;
+        const char* rest = nullptr;
+        *statement = prepare(text, &rest);
+        *tail = rest;
         return SQLITE_OK;
     });
 }
@@ -238,8 +253,8 @@ void QD_SQOrvelConnection::getDBPathName(const char* name, const char* path, std
     if (out.empty()) {
         out = ".\\";
     }
-    if (out.back() != '\\') {
+    if (out.back() != '\\') { // a slash at the end is no separator here
         out += '\\';
-    } // a slash at the end is no separator here
+    }
     out.append(name != nullptr ? name : "").append(".db3");
 }

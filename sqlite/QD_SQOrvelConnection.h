@@ -14,15 +14,18 @@ struct sqlite3_stmt;
 ///
 /// The logical database `name` in directory `path` is the file `path`, a separator, `name`, ".db3"; no
 /// directory is the current one. Opening creates the file when it is missing. New databases store text as
-/// UTF-8; existing ones keep their encoding and can be read whatever it is.
+/// UTF-8; existing ones keep their encoding and can be read whatever it is. A directory or name that is not valid in
+/// the narrow encoding cannot be opened (4, "Runtime Exception").
 ///
 /// Commands and queries hold a reference to their connection, so it lives at least as long as they do.
-/// Closing it while some of them are alive leaves them working; the file is let go with the last of them.
+/// Closing it while some of them are alive leaves them working, until the schema changes; the file is let go
+/// with the last of them.
 class QD_ORVEL_EXPORT QD_SQOrvelConnection : public QD_OrvelConnection {
 public:
-    /// A new connection, closed; the handle is empty when memory is exhausted.
+    /// A new connection, closed; the handle is empty, or std::bad_alloc leaves, when memory is exhausted.
     ///
     /// @param configFile  configuration file; null counts as empty
+    /// @throws QD_OrvelException  1 the configuration cannot be read
     static QD_OrvelConnectionHandle create(const char* configFile);
 
     QD_SQOrvelConnection& operator=(const QD_SQOrvelConnection&) = delete;
@@ -31,8 +34,7 @@ public:
     /// Opens the database file. An open connection is not closed first: its file stays open, with its locks,
     /// until the process ends. Close before opening again.
     ///
-    /// @throws QD_OrvelException  23 no name; 4 SQLite refused, with its result code, its message and the
-    /// file name
+    /// @throws QD_OrvelException  23 no name; 4 SQLite refused, with its result code, its message and the file name
     void open(const char* name, const char* path, unsigned int flags) override;
     bool isOpen() const override;
     void close() override;
@@ -45,8 +47,7 @@ public:
 
     /// Runs the first statement of `sql`; anything behind it is ignored without notice.
     ///
-    /// @throws QD_OrvelException  12 not open, 31 busy, 34 SQLite refused or there is no statement, 14
-    /// anything else
+    /// @throws QD_OrvelException  12 not open, 31 busy, 34 SQLite refused or there is no statement, 14 anything else
     QD_OrvelQueryHandle execQuery(const char* sql, unsigned int flags) override;
     int execQueryScalar(const char* sql, unsigned int flags) override;
 
@@ -69,7 +70,7 @@ public:
     // breaks the SQL is SQLite's error.
 
     /// In SQLite's own order, its own tables included, views not. A database that turns busy cuts the list
-    /// short.
+    /// short, and a name that the narrow encoding cannot take is left out.
     int getTables(std::vector<std::string>& names) override;
 
     /// @throws QD_OrvelException  23 no name, 12 not open, 34 no such table; `names` is then empty
@@ -83,8 +84,7 @@ public:
     void alterTable(const char* tableID, unsigned int step, const char* tableName) override;
     void dropTable(const char* table) override;
 
-    /// Rewrites the file without its unused space. SQLite refuses within a transaction and while queries are
-    /// read.
+    /// Rewrites the file without its unused space. SQLite refuses within a transaction and while queries are read.
     void compressDatabase() override;
 
     // Database files. None of these needs the connection to be open.
@@ -118,7 +118,8 @@ protected:
     /// @throws QD_OrvelException  22 null text, 12 not open, 34 SQLite refused, 33 anything else
     sqlite3_stmt* compile(const char* text);
 
-    /// The same; `tail` tells where the rest of the text begins. The result is 0.
+    /// The same; `tail` tells where the rest of the text begins. The result is 0. A failure leaves `statement`
+    /// null and `tail` as it was.
     int compile(const char* text, sqlite3_stmt** statement, const char** tail);
 
     /// The file name as the library shows it, with backslashes.
@@ -142,6 +143,7 @@ private:
     QD_SQOrvelConnection(const QD_SQOrvelConnection& other);
 
     int openFile(const std::string& fileName);
+    [[noreturn]] void throwCannotOpen(int result, const std::string& fileName);
     sqlite3_stmt* prepare(const char* text, const char** tail);
     const char* runFirstStatement(const char* text);
     QD_OrvelQueryHandle queryOver(sqlite3_stmt* statement, bool atEnd);

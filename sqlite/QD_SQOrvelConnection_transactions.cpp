@@ -31,9 +31,9 @@ const char* beginStatement(unsigned int flags) {
 
 void QD_SQOrvelConnection::beginTransaction(unsigned int flags, const char* /*name*/) {
     constexpr const char* function = "QD_SQOrvelConnection::beginTransaction";
-    if (transactionDepth < 0) {
+    if (transactionDepth < 0) { // outside the frame: the name stands once in the trace
         throwNesting(function);
-    } // outside the frame: the name stands once in the trace
+    }
     framed({function, QD_ORVEL_ERR_BEGIN_TRANSACTION}, [&] {
         ++transactionDepth;
         if (transactionDepth > 1) {
@@ -79,8 +79,7 @@ void QD_SQOrvelConnection::abortTransaction(const char* /*name*/) {
 }
 
 /// A commit that met a busy database leaves SQLite's transaction open while the count says that it is over.
-/// The abort that then comes from the transaction object's end still fails, but takes the transaction with
-/// it.
+/// The abort that then comes from the transaction object's end still fails, but takes the transaction with it.
 void QD_SQOrvelConnection::rollBackFailedCommit() {
     if (commitFailed && db != nullptr && sqlite3_get_autocommit(db) == 0) {
         sqlite3_exec(db, "ROLLBACK TRANSACTION;", nullptr, nullptr, nullptr);

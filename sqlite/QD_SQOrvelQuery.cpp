@@ -7,9 +7,11 @@
 #include "QD_SQOrvelException.h"
 #include "core/diagnostics.h"
 #include "core/entry_frame.h"
+#include "platform/text.h"
 #include "sqlite/sqlite_statement.h"
 #include "sqlite/sqlite_text.h"
 
+namespace platform = orvel::platform;
 using orvel::inspected;
 
 QD_SQOrvelQuery::QD_SQOrvelQuery() = default;
@@ -70,15 +72,16 @@ void QD_SQOrvelQuery::nextRow() {
                         orvel::Where::current().line(), exception.errorMessage());
     } catch (...) {
         orvel::logSwallowed("QD_SQOrvelQuery::nextRow", orvel::Where::current().line());
+        close();
     }
 }
 
 void QD_SQOrvelQuery::fail(int stepResult) {
+    atEnd = true; // first: also when the words for the failure cannot be had
     sqlite3* const db = sqlite3_db_handle(current());
     sqlite3_reset(current()); // only now does SQLite tell what went wrong; once closed, `db` may be gone
     const std::string message = orvel::sqliteMessage(db);
     close();
-    atEnd = true;
     throw QD_SQOrvelException(QD_ORVEL_ERR_RETRIEVE_ROW, "QD_SQOrvelQuery::nextRow",
                               static_cast<unsigned long>(stepResult), message.c_str(), 0);
 }
@@ -110,8 +113,7 @@ bool QD_SQOrvelQuery::getFieldName(int index, std::string& name) const {
         if (utf8 == nullptr) {
             return false;
         }
-        name = utf8;
-        orvel::utf8ToAnsi(name);
+        platform::assignNarrow(name, utf8);
         return true;
     });
 }
@@ -122,67 +124,55 @@ bool QD_SQOrvelQuery::getFieldDeclType(int index, std::string& type) const {
             return false;
         }
         const char* const declared = sqlite3_column_decltype(current(), index);
-        if (declared == nullptr) {
+        if (declared == nullptr) { // an expression
             return false;
-        } // an expression
+        }
         type = declared;
         return true;
     });
 }
 
-// The getters read the value once and ask whether it is NULL only when it reads as one: a second call per
-// field would cost as much as the first. sqlite3_column_value may be used directly because a query has one
-// thread.
-
-bool QD_SQOrvelQuery::getIntField(int index, int& value) const {
-    return inspected("QD_SQOrvelQuery::getIntField", false, [&] {
-        value = 0;
+/// Reads the value once and asks whether it is NULL only when it reads as 0: a second call per field would cost as much
+/// as the first. The value may be used directly because a query has one thread.
+template <class Number>
+bool QD_SQOrvelQuery::readNumber(const char* function, int index, Number& value,
+                                 Number (*convert)(sqlite3_value*)) const {
+    value = 0;
+    return inspected(function, false, [&] {
         if (!isValid()) {
             return false;
         }
         sqlite3_value* const field = valueAt(index);
-        value = sqlite3_value_int(field);
+        value = convert(field);
         return value != 0 || !isNullValue(index, field);
     });
+}
+
+bool QD_SQOrvelQuery::getIntField(int index, int& value) const {
+    return readNumber("QD_SQOrvelQuery::getIntField", index, value, &sqlite3_value_int);
 }
 
 bool QD_SQOrvelQuery::getInt64Field(int index, long long& value) const {
-    return inspected("QD_SQOrvelQuery::getInt64Field", false, [&] {
-        value = 0;
-        if (!isValid()) {
-            return false;
-        }
-        sqlite3_value* const field = valueAt(index);
-        value = sqlite3_value_int64(field);
-        return value != 0 || !isNullValue(index, field);
-    });
+    return readNumber<long long>("QD_SQOrvelQuery::getInt64Field", index, value, &sqlite3_value_int64);
 }
 
 bool QD_SQOrvelQuery::getDoubleField(int index, double& value) const {
-    return inspected("QD_SQOrvelQuery::getDoubleField", false, [&] {
-        value = 0.0;
-        if (!isValid()) {
-            return false;
-        }
-        sqlite3_value* const field = valueAt(index);
-        value = sqlite3_value_double(field);
-        return value != 0.0 || !isNullValue(index, field);
-    });
+    return readNumber("QD_SQOrvelQuery::getDoubleField", index, value, &sqlite3_value_double);
 }
 
 bool QD_SQOrvelQuery::getStringField(int index, std::string& value) const {
+    value.clear();
     return inspected("QD_SQOrvelQuery::getStringField", false, [&] {
-        value.clear();
         if (!isValid()) {
             return false;
         }
         sqlite3_value* const field = valueAt(index);
         const void* const text = sqlite3_value_text(field);
-        if (text == nullptr) {
+        if (text == nullptr) { // NULL, or a column that does not exist
             return false;
-        } // NULL, or a column that does not exist
-        value.assign(static_cast<const char*>(text), static_cast<std::size_t>(sqlite3_value_bytes(field)));
-        orvel::utf8ToAnsi(value);
+        }
+        platform::assignNarrow(
+            value, {static_cast<const char*>(text), static_cast<std::size_t>(sqlite3_value_bytes(field))});
         return true;
     });
 }
@@ -214,43 +204,40 @@ bool QD_SQOrvelQuery::getBlobField(int index, unsigned int& size, unsigned char*
     });
 }
 
-bool QD_SQOrvelQuery::getIntField(const char* name, int& value) const {
-    return inspected("QD_SQOrvelQuery::getIntField", false, [&] {
-        value = 0;
+template <class Get>
+bool QD_SQOrvelQuery::byName(const char* function, const char* name, Get get) const {
+    return inspected(function, false, [&] {
         int index = 0;
-        return isValid() && getFieldIndex(name, index) && getIntField(index, value);
+        return isValid() && getFieldIndex(name, index) && get(index);
     });
+}
+
+bool QD_SQOrvelQuery::getIntField(const char* name, int& value) const {
+    value = 0;
+    return byName("QD_SQOrvelQuery::getIntField", name, [&](int index) { return getIntField(index, value); });
 }
 
 bool QD_SQOrvelQuery::getInt64Field(const char* name, long long& value) const {
-    return inspected("QD_SQOrvelQuery::getInt64Field", false, [&] {
-        value = 0;
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && getInt64Field(index, value);
-    });
+    value = 0;
+    return byName("QD_SQOrvelQuery::getInt64Field", name,
+                  [&](int index) { return getInt64Field(index, value); });
 }
 
 bool QD_SQOrvelQuery::getDoubleField(const char* name, double& value) const {
-    return inspected("QD_SQOrvelQuery::getDoubleField", false, [&] {
-        value = 0.0;
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && getDoubleField(index, value);
-    });
+    value = 0.0;
+    return byName("QD_SQOrvelQuery::getDoubleField", name,
+                  [&](int index) { return getDoubleField(index, value); });
 }
 
 bool QD_SQOrvelQuery::getStringField(const char* name, std::string& value) const {
-    return inspected("QD_SQOrvelQuery::getStringField", false, [&] {
-        value.clear();
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && getStringField(index, value);
-    });
+    value.clear();
+    return byName("QD_SQOrvelQuery::getStringField", name,
+                  [&](int index) { return getStringField(index, value); });
 }
 
 bool QD_SQOrvelQuery::getBlobField(const char* name, unsigned int& size, unsigned char* buffer) const {
-    return inspected("QD_SQOrvelQuery::getBlobField", false, [&] {
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && getBlobField(index, size, buffer);
-    });
+    return byName("QD_SQOrvelQuery::getBlobField", name,
+                  [&](int index) { return getBlobField(index, size, buffer); });
 }
 
 void QD_SQOrvelQuery::close() {
@@ -271,10 +258,8 @@ bool QD_SQOrvelQuery::isFieldNull(int index) const {
 }
 
 bool QD_SQOrvelQuery::isFieldNull(const char* name) const {
-    return inspected("QD_SQOrvelQuery::isFieldNull", false, [&] {
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && fieldDataType(index) == SQLITE_NULL;
-    });
+    return byName("QD_SQOrvelQuery::isFieldNull", name,
+                  [&](int index) { return fieldDataType(index) == SQLITE_NULL; });
 }
 
 int QD_SQOrvelQuery::fieldDataType(int index) const {

@@ -76,6 +76,11 @@ private:
     sqlite3_value* valueAt(int index) const;
     bool isNullValue(int index, sqlite3_value* value) const;
     [[noreturn]] void fail(int stepResult);
+
+    template <class Number>
+    bool readNumber(const char* function, int index, Number& value, Number (*convert)(sqlite3_value*)) const;
+    template <class Get>
+    bool byName(const char* function, const char* name, Get get) const;
 };
 
 #endif

@@ -44,9 +44,10 @@ void SqliteStatement::replace(sqlite3_stmt* compiled) noexcept {
 
 void SqliteStatement::dropQuery() noexcept {
     --queries;
+    // Without a command, the handle that goes now finalizes it.
     if (queries > 0 || !hasCommand) {
         return;
-    } // without a command the handle that goes now finalizes it
+    }
     sqlite3_reset(statement);
     bound = false;
     kept.clear();
@@ -56,8 +57,8 @@ void SqliteStatement::keep(std::vector<QD_SQOrvelParameter>&& parameters) noexce
     try {
         kept.push_back(std::move(parameters));
     } catch (const std::bad_alloc&) {
-        replace(nullptr);
-    } // better at its end than reading freed memory
+        replace(nullptr); // better at its end than reading freed memory
+    }
 }
 
 } // namespace orvel

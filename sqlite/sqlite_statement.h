@@ -38,8 +38,7 @@ using OwnedSqliteStatement = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 ///
 /// While queries read it, the command's next run steps it onward. When the last of them closes, it is reset,
 /// which gives its locks back, and the command's next run binds anew and begins at the first row. The last
-/// owner finalizes it. A statement that failed for good is finalized under all its owners, who see null from
-/// then on.
+/// owner finalizes it. A statement that failed for good is finalized under all its owners, who see null from then on.
 class SqliteStatement : public QD_OrvelHandableClass {
 public:
     /// Takes `compiled` over; null is a statement that has failed for good.
@@ -59,8 +58,7 @@ public:
     void dropQuery() noexcept;
     bool isRead() const noexcept { return queries > 0; }
 
-    /// True once the command's parameters are bound for the coming run, or for the one that queries still
-    /// read.
+    /// True once the command's parameters are bound for the coming run, or for the one that queries still read.
     bool isBound() const noexcept { return bound; }
     void setBound(bool value) noexcept { bound = value; }
 

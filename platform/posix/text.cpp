@@ -72,6 +72,14 @@ std::string utf8ToNarrow(std::string_view utf8) {
     return narrowIsUtf8() ? std::string(utf8) : Converter(nl_langinfo(CODESET), "UTF-8").convert(utf8);
 }
 
+void assignNarrow(std::string& narrow, std::string_view utf8) {
+    if (narrowIsUtf8()) {
+        narrow.assign(utf8);
+    } else {
+        narrow = utf8ToNarrow(utf8);
+    }
+}
+
 std::u16string utf8ToUtf16(std::string_view utf8) {
     using Facet = std::codecvt<char16_t, char8_t, std::mbstate_t>;
     const auto& facet = std::use_facet<Facet>(std::locale::classic());

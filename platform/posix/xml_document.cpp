@@ -7,6 +7,7 @@
 #include <libxml/xpathInternals.h>
 
 #include <climits>
+#include <cstring>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -229,7 +230,8 @@ std::optional<XmlError> parse(const std::string& content, Document& parsed) {
 const xmlNode* asNode(const void* node) { return static_cast<const xmlNode*>(node); }
 
 bool isElementNamed(const xmlNode* node, const std::string& name) {
-    return node->type == XML_ELEMENT_NODE && node->ns == nullptr && name == asText(node->name);
+    return node->type == XML_ELEMENT_NODE && node->ns == nullptr &&
+           std::strcmp(name.c_str(), asText(node->name)) == 0;
 }
 
 /// The next node in document order.

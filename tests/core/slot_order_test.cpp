@@ -15,8 +15,7 @@ namespace {
 /// The place of a virtual operation, counted from 0. The virtual destructor has places 0 and 1.
 template <class Operation>
 std::size_t slot(Operation operation) {
-    // The Itanium C++ ABI: a pointer to a virtual member function is 1 plus the offset in the table of
-    // operations.
+    // The Itanium C++ ABI: a pointer to a virtual member function is 1 plus the offset in the table of operations.
     static_assert(sizeof(operation) == 2 * sizeof(std::ptrdiff_t));
     std::ptrdiff_t offset = 0;
     std::memcpy(&offset, &operation, sizeof(offset));

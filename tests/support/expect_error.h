@@ -33,8 +33,7 @@ inline Error describe(const QD_OrvelException& exception) {
             exception.hrErrorCode()};
 }
 
-/// The error that `body` raises; code -1 when it raises none. A foreign exception fails the test by leaving
-/// it.
+/// The error that `body` raises; code -1 when it raises none. A foreign exception fails the test by leaving it.
 template <class Body>
 Error errorOf(Body&& body) {
     try {

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -35,8 +34,10 @@ public:
         return file(name);
     }
     std::string read(const std::string& name) const {
-        std::ifstream stream(directory / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
+        std::string content(std::filesystem::file_size(directory / name), '\0');
+        std::ifstream(directory / name, std::ios::binary)
+            .read(content.data(), static_cast<std::streamsize>(content.size()));
+        return content;
     }
     int mode(const std::string& name) const {
         return static_cast<int>(std::filesystem::status(directory / name).permissions());
