@@ -21,14 +21,6 @@ long long digitsOf(const ado::Decimal& decimal) {
     return static_cast<long long>(decimal.sign == ado::Decimal::negative ? 0 - magnitude : magnitude);
 }
 
-void assignNarrow(std::string& out, const std::string& utf8) {
-    if (platform::narrowIsUtf8()) {
-        out = utf8;
-    } else {
-        out = platform::utf8ToNarrow(utf8);
-    }
-}
-
 } // namespace
 
 QD_ADOOrvelQuery::QD_ADOOrvelQuery(const std::shared_ptr<ado::Recordset>& rows) try : recordset(rows) {
@@ -90,7 +82,7 @@ bool QD_ADOOrvelQuery::getFieldName(int index, std::string& name) const {
         if (recordset == nullptr || index < 0 || index >= fieldCount) {
             return false;
         }
-        assignNarrow(name, field(nullptr, index)->name());
+        platform::assignNarrow(name, field(nullptr, index)->name());
         return true;
     });
 }
@@ -159,7 +151,7 @@ bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string&
         return false;
     }
     const auto* const text = std::get_if<std::string>(&content);
-    assignNarrow(value, text != nullptr ? *text : ado::toText(content));
+    platform::assignNarrow(value, text != nullptr ? *text : ado::toText(content));
     return true;
 }
 
