@@ -197,4 +197,26 @@ TEST_P(BehaviourServerErrors, aSessionKilledDuringAScanEndsTheScan) {
     EXPECT_NE(errorOf([&] { victim->execNoQuery("UPDATE t SET a = 1", 0); }).code, -1);
 }
 
+TEST_P(BehaviourServerErrors, aStatementThatTakesTooLongIsStoppedWhereTheDriverCan) {
+    QD_OrvelConnectionHandle other = closed();
+    other->setBusyTimeout(1000);
+    open(other);
+    const bool stops = context().index == postgresqlContext.index;
+    const Error error =
+        errorOf([&] { other->execQuery(stops ? "SELECT pg_sleep(3)" : "SELECT SLEEP(2)", 0); });
+    EXPECT_EQ(error.code, stops ? 14 : -1);
+    EXPECT_EQ(error.hr, stops ? 0x80040E31 : 0);
+}
+
+TEST_P(BehaviourServerErrors, aDatabaseInUseIsDroppedByOneOfThem) {
+    const QD_OrvelConnectionHandle other = closed();
+    const bool refuses = context().index == postgresqlContext.index;
+    const Error error = errorOf([&] { other->dropDatabase(database.c_str(), nullptr); });
+    EXPECT_EQ(error.code, refuses ? QD_ORVEL_ERR_BUSY : -1) << error.provText;
+    EXPECT_EQ(connection->databaseExists(database.c_str(), nullptr), refuses);
+    if (!refuses) {
+        connection->createDatabase("Catalogue", database.c_str(), nullptr, 0); // for the end of the test
+    }
+}
+
 } // namespace

@@ -217,6 +217,29 @@ TEST_P(BehaviourDecimals, keepTheirDigitsAsText) {
     EXPECT_EQ(text, digits);
 }
 
+TEST_P(Behaviour, enginesDifferAsDocumented) {
+    run(std::string("CREATE TABLE t (id ") + context().counterType + ", v VARCHAR(9))");
+    const std::size_t which = context().index;
+    const int several[] = {-1, 13, -1, 13};
+    EXPECT_EQ(errorOf([&] { run("INSERT INTO t (v) VALUES ('a'); INSERT INTO t (v) VALUES ('b')"); }).code,
+              several[which]);
+    EXPECT_EQ(ask("SELECT COUNT(*) FROM t"), several[which] == -1 ? 2 : 0) << "all or none";
+    const int markerWithoutValue[] = {-1, 13, 13, 13};
+    EXPECT_EQ(errorOf([&] { connection->createCommand("UPDATE t SET v = ?", 0)->execNoQuery(0); }).code,
+              markerWithoutValue[which]);
+    const int isTrue[] = {1, 1, -1, 1};
+    EXPECT_EQ(ask("SELECT TRUE"), isTrue[which]);
+    run("DELETE FROM t");
+    run("INSERT INTO t (v) VALUES ('a')");
+    const long long counted = connection->getLastInsertedId();
+    run("INSERT INTO t VALUES (77, 'a')");
+    EXPECT_EQ(connection->getLastInsertedId(), context().isServer() ? counted : 77) << "a key brought along";
+    EXPECT_EQ(ask("SELECT COUNT(*) FROM t WHERE v = 'A' OR v = 'a '"), 0) << "letter case and blanks count";
+    QD_OrvelCommandHandle upper = connection->createCommand("SELECT COUNT(*) FROM T", 0);
+    EXPECT_EQ(errorOf([&] { upper->execQuery(0); }).code, which == mariadbContext.index ? 13 : -1)
+        << "letter case of table names";
+}
+
 TEST_P(Behaviour, threadsUseConnectionsOfTheirOwn) {
     run("CREATE TABLE t (id INTEGER PRIMARY KEY, v VARCHAR(20))");
     run("INSERT INTO t VALUES (1, 'one'), (2, 'two')");
