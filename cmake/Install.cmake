@@ -1,8 +1,11 @@
 # The public headers, in one list: what is installed, and what the build tree offers under <orvel/...> meanwhile.
 
 set(ORVEL_PUBLIC_HEADERS
+  ado/QD_ADOOrvelCommand.h
+  ado/QD_ADOOrvelConnection.h
   ado/QD_ADOOrvelException.h
   ado/QD_ADOOrvelInterface.h
+  ado/QD_ADOOrvelQuery.h
   config/QD_OrvelConfig.h
   core/QD_OrvelCommand.h
   core/QD_OrvelConnection.h

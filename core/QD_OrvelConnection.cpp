@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "QD_ADOOrvelConnection.h"
 #include "QD_OrvelConfig.h"
 #include "QD_OrvelException.h"
 #include "QD_SQOrvelConnection.h"
@@ -46,16 +47,13 @@ std::string argumentOrDefault(const char* argument, QD_OrvelConfig& config, cons
     return value;
 }
 
-[[noreturn]] void throwCannotCreate(const char* reason) {
-    throw QD_OrvelException(QD_ORVEL_ERR_CREATE_CONNECTION, createName, 0, reason, 0);
-}
-
-QD_OrvelConnectionHandle createADO(QD_OrvelConfig& config, const char* server, const char* database,
-                                   const char* instance) {
+QD_OrvelConnectionHandle createADO(const std::string& file, QD_OrvelConfig& config, const char* server,
+                                   const char* database, const char* instance) {
     const std::string serverName = argumentOrDefault(server, config, "Server", false);
     const std::string databaseKey = argumentOrDefault(database, config, "Database", true);
     const std::string instanceName = argumentOrDefault(instance, config, "Instance", true);
-    throwCannotCreate("this build of the library has no ADO provider");
+    return QD_ADOOrvelConnection::create(file.c_str(), serverName.c_str(), databaseKey.c_str(),
+                                         instanceName.c_str());
 }
 
 } // namespace
@@ -72,9 +70,9 @@ QD_OrvelConnectionHandle QD_OrvelConnection::create(QD_OrvelProvider provider, c
         case QD_ORVEL_PROVIDER_SQLITE:
             return QD_SQOrvelConnection::create(file.c_str());
         case QD_ORVEL_PROVIDER_ADO:
-            return createADO(config, server, database, instance);
+            return createADO(file, config, server, database, instance);
         default:
-            throwCannotCreate("");
+            throw QD_OrvelException(QD_ORVEL_ERR_CREATE_CONNECTION, createName, 0, "", 0);
         }
     });
 }

@@ -315,6 +315,9 @@ void showAnError(QD_OrvelConnectionHandle& connection) {
 void run(const Arguments& arguments) {
     const std::vector<CharacterRecord> records = readRecords(arguments.unicodeData);
     std::cout << "Read " << records.size() << " lines of " << arguments.unicodeData << ".\n";
+    // Which engine comes first is the configuration's matter.
+    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_PRIMARY_PROVIDER, QD_ORVEL_PROVIDER_CONFIG_DEFAULT,
+                                      nullptr);
     QD_OrvelConnectionHandle connection =
         QD_OrvelConnection::create(QD_ORVEL_PROVIDER_APP_PRIMARY, arguments.configuration.c_str());
     openDatabase(connection, arguments.directory);

@@ -23,6 +23,9 @@ void assignNarrow(std::string& narrow, std::string_view utf8);
 /// In the byte order of the machine.
 std::u16string utf8ToUtf16(std::string_view utf8);
 
+/// Units of UTF-16 that a UTF-8 text needs.
+std::size_t utf16Length(std::string_view utf8) noexcept;
+
 /// For the words of an error: in UTF-8 as they are when the narrow encoding cannot take them, so that an error does
 /// not get lost over its words.
 std::string messageToNarrow(std::string_view utf8);

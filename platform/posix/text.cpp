@@ -97,6 +97,17 @@ std::u16string utf8ToUtf16(std::string_view utf8) {
     return converted;
 }
 
+std::size_t utf16Length(std::string_view utf8) noexcept {
+    std::size_t units = 0;
+    for (const char c : utf8) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xC0U) != 0x80U) {
+            units += byte >= 0xF0U ? 2 : 1;
+        } // a character's first byte
+    }
+    return units;
+}
+
 std::string messageToNarrow(std::string_view utf8) {
     try {
         return utf8ToNarrow(utf8);

@@ -1,0 +1,65 @@
+#ifndef ORVEL_PLATFORM_ODBC_COLUMN_H
+#define ORVEL_PLATFORM_ODBC_COLUMN_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "platform/ado/Variant.h"
+#include "platform/odbc/driver_manager.h"
+
+namespace orvel::platform::odbc {
+
+struct EngineTraits;
+
+/// What a column's values become.
+enum class CellKind : std::uint8_t {
+    integer,
+    unsignedInteger,
+    single,
+    real,
+    boolean,
+    decimal,
+    date,
+    text,
+    bytes
+};
+
+/// How one column of a result is read. What its type is called decides, never what a caller asks for: drivers
+/// convert a number that does not fit to -1 and report success.
+struct Column {
+    std::string name;
+    std::int32_t type = 0; ///< an ado::DataType
+    CellKind kind = CellKind::text;
+    /// Bytes that hold every value of the column; 0: there is no such limit, or none to rely on.
+    std::size_t bound = 0;
+
+    friend bool operator==(const Column&, const Column&) = default;
+
+    /// How the driver is asked for it.
+    SQLSMALLINT transferType() const noexcept;
+    /// Bytes that the driver puts behind a value.
+    std::size_t terminator() const noexcept;
+    /// Values vary in length, so one that is longer than was described would show in its length.
+    bool variesInLength() const noexcept { return terminator() > 0 || kind == CellKind::bytes; }
+};
+
+/// The column with this number (from 1) of a statement's result.
+/// @param check  raises what the driver said when it is given a failure
+Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTraits& traits);
+
+/// One value as the driver delivered it; `length` is SQL_NULL_DATA for NULL.
+struct Cell {
+    const char* data = nullptr;
+    SQLLEN length = SQL_NULL_DATA;
+};
+
+/// Puts a cell into `value`, whose memory is used again where it can be.
+void readCell(const Column& column, const Cell& cell, ado::Variant& value);
+
+/// What a value takes: of numbers the size of their type, of texts and binaries their own.
+std::int32_t actualSize(const Column& column, const Cell& cell) noexcept;
+
+} // namespace orvel::platform::odbc
+
+#endif

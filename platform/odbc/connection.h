@@ -1,0 +1,60 @@
+#ifndef ORVEL_PLATFORM_ODBC_CONNECTION_H
+#define ORVEL_PLATFORM_ODBC_CONNECTION_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/ado/Connection.h"
+#include "platform/odbc/session.h"
+
+namespace orvel::platform::odbc {
+
+class Statement;
+
+class Connection final : public ado::Connection, public std::enable_shared_from_this<Connection> {
+public:
+    Connection() = default;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() override;
+
+    void setConnectionTimeout(std::int32_t seconds) override;
+    void setCommandTimeout(std::int32_t seconds) override;
+    void open(const std::string& connectionString, const std::string& userId, const std::string& password,
+              std::int32_t options) override;
+    std::int32_t state() override;
+    void close() override;
+    std::string provider() override;
+    std::string version() override;
+    ado::Ref<ado::Recordset> execute(const std::string& commandText, ado::Variant* recordsAffected,
+                                     std::int32_t options) override;
+    void setIsolationLevel(std::int32_t level) override;
+    std::int32_t beginTrans() override;
+    void commitTrans() override;
+    void rollbackTrans() override;
+    ado::Ref<ado::Errors> errors() override;
+
+    /// For what is made from the connection: null when it is closed.
+    const std::shared_ptr<Session>& currentSession() const noexcept { return session; }
+    ErrorList& errorList() noexcept { return *errorsOfLastCall; }
+
+    /// What an executed statement answers: its counts, and its rows unless they are not wanted.
+    ado::Ref<ado::Recordset> deliver(const std::shared_ptr<Statement>& statement,
+                                     ado::Variant* recordsAffected, std::int32_t options);
+
+private:
+    std::shared_ptr<ErrorList> errorsOfLastCall = std::make_shared<ErrorList>();
+    std::shared_ptr<Session> session;
+    std::string driverName;
+    std::string driverVersion;
+    std::int32_t connectionTimeout = 0;
+    std::int32_t commandTimeout = 0;
+    std::int32_t isolationLevel = 0;
+
+    Session& requireOpen();
+};
+
+} // namespace orvel::platform::odbc
+
+#endif

@@ -1,0 +1,23 @@
+#ifndef ORVEL_PLATFORM_ODBC_CONNECTION_STRING_H
+#define ORVEL_PLATFORM_ODBC_CONNECTION_STRING_H
+
+#include <string>
+#include <string_view>
+
+namespace orvel::platform::odbc {
+
+/// The driver manager's connection string: without a leading "Provider=MSDASQL;", which names this very
+/// layer, and with the user and the password, where they are not empty, put behind in braces.
+std::string driverConnectionString(std::string_view given, std::string_view userId,
+                                   std::string_view password);
+
+/// The value of the first such keyword, whatever its case; empty when there is none. Values in braces are not
+/// looked for.
+std::string keywordValue(std::string_view connectionString, std::string_view keyword);
+
+/// Overwrites a text that holds a secret.
+void wipe(std::string& text) noexcept;
+
+} // namespace orvel::platform::odbc
+
+#endif

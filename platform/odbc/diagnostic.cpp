@@ -1,0 +1,209 @@
+#include "platform/odbc/diagnostic.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+#include "platform/ado/status.h"
+#include "platform/hresult.h"
+#include "platform/odbc/driver_manager.h"
+
+namespace {
+
+using namespace orvel::platform;
+using namespace orvel::platform::ado;
+using orvel::platform::odbc::Engine;
+
+struct NativeStatus {
+    std::int32_t nativeError;
+    std::uint32_t status;
+};
+
+// A lock that is not to be had has a code of its own in every engine, behind SQLSTATEs that say nothing.
+constexpr NativeStatus sqliteStatuses[] = {
+    {1, dbErrorsInCommand},   {5, dbResourceLocked},    {6, dbResourceLocked},
+    {7, eOutOfMemory},        {8, dbReadOnly},          {9, dbCanceled},
+    {13, dbOutOfSpace},       {18, dbDataOverflow},     {19, dbIntegrityViolation},
+    {20, dbCantConvertValue}, {23, dbPermissionDenied}, {25, dbBadOrdinal},
+};
+constexpr NativeStatus mariadbStatuses[] = {
+    {1021, dbOutOfSpace},        {1037, eOutOfMemory},        {1038, eOutOfMemory},
+    {1044, dbPermissionDenied},  {1049, dbNotFound},          {1114, dbOutOfSpace},
+    {1142, dbPermissionDenied},  {1143, dbPermissionDenied},  {1205, dbResourceLocked},
+    {1227, dbPermissionDenied},  {1290, dbReadOnly},          {1317, dbCanceled},
+    {1370, dbPermissionDenied},  {1792, dbReadOnly},          {1836, dbReadOnly},
+    {1969, dbAbortLimitReached}, {3024, dbAbortLimitReached},
+};
+constexpr NativeStatus sqlServerStatuses[] = {
+    {229, dbPermissionDenied},
+    {230, dbPermissionDenied},
+    {262, dbPermissionDenied},
+    {1222, dbResourceLocked},
+};
+
+struct StateStatus {
+    std::string_view sqlState;
+    std::uint32_t status;
+};
+
+// Sorted, whole states before and apart from classes.
+constexpr StateStatus states[] = {
+    {"07001", dbParamNotOptional},
+    {"07002", dbParamNotOptional},
+    {"07006", dbCantConvertValue},
+    {"07009", dbBadOrdinal},
+    {"0A000", dbNotSupported},
+    {"22001", dbDataOverflow},
+    {"22003", dbDataOverflow},
+    {"22008", dbDataOverflow},
+    {"22012", dbErrorsInCommand},
+    {"25000", xactNoTransaction},
+    {"25001", xactTransactionExists},
+    {"25006", dbReadOnly},
+    {"25P01", xactNoTransaction},
+    {"3D000", dbNotFound},
+    {"3F000", dbErrorsInCommand},
+    {"40001", dbConcurrencyViolation},
+    {"40003", xactInDoubt},
+    {"40P01", dbConcurrencyViolation},
+    {"42501", dbPermissionDenied},
+    {"42701", dbDuplicateColumn},
+    {"42703", dbNoColumn},
+    {"42P01", dbNoTable},
+    {"42P07", dbDuplicateTable},
+    {"42S01", dbDuplicateTable},
+    {"42S02", dbNoTable},
+    {"42S11", dbDuplicateIndex},
+    {"42S12", dbNoIndex},
+    {"42S21", dbDuplicateColumn},
+    {"42S22", dbNoColumn},
+    {"44000", dbIntegrityViolation},
+    {"53100", dbOutOfSpace},
+    {"53200", eOutOfMemory},
+    {"55006", dbTableInUse},
+    {"55P03", dbResourceLocked},
+    {"57014", dbAbortLimitReached},
+    {"HY001", eOutOfMemory},
+    {"HY008", dbCanceled},
+    {"HY010", eUnexpected},
+    {"HY014", eOutOfMemory},
+    {"HYC00", dbNotSupported},
+    {"HYT00", dbAbortLimitReached},
+    {"IM001", dbNotSupported},
+    {"S0001", dbDuplicateTable},
+    {"S0002", dbNoTable},
+    {"S0022", dbNoColumn},
+    {"S1002", dbBadOrdinal},
+    {"S1008", dbCanceled},
+    {"S1010", eUnexpected},
+    {"S1C00", dbNotSupported},
+    {"S1T00", dbAbortLimitReached},
+};
+constexpr StateStatus classes[] = {
+    {"21", dbErrorsInCommand},      {"22", dbCantConvertValue}, {"23", dbIntegrityViolation},
+    {"28", dbAuthenticationFailed}, {"37", dbErrorsInCommand},  {"42", dbErrorsInCommand},
+};
+static_assert(std::ranges::is_sorted(states, {}, &StateStatus::sqlState));
+
+std::span<const NativeStatus> nativeStatuses(Engine engine) noexcept {
+    switch (engine) {
+    case Engine::sqlite:
+        return sqliteStatuses;
+    case Engine::mariadb:
+        return mariadbStatuses;
+    case Engine::sqlServer:
+        return sqlServerStatuses;
+    default:
+        return {}; // the PostgreSQL driver's codes tell nothing, the server's SQLSTATE everything
+    }
+}
+
+std::uint32_t statusOfState(std::string_view sqlState) noexcept {
+    const auto state = std::ranges::lower_bound(states, sqlState, {}, &StateStatus::sqlState);
+    if (state != std::end(states) && state->sqlState == sqlState) {
+        return state->status;
+    }
+    const auto category = std::ranges::find(classes, sqlState.substr(0, 2), &StateStatus::sqlState);
+    return category != std::end(classes) ? category->status : eFail;
+}
+
+bool isOneOf(std::string_view state, std::initializer_list<std::string_view> list) noexcept {
+    return std::ranges::find(list, state) != list.end();
+}
+
+bool contains(std::string_view text, std::string_view part) noexcept {
+    return text.find(part) != std::string_view::npos;
+}
+
+} // namespace
+
+namespace orvel::platform::odbc {
+
+Engine engineNamed(std::string_view name) noexcept {
+    if (contains(name, "PostgreSQL")) {
+        return Engine::postgresql;
+    }
+    if (contains(name, "MariaDB") || contains(name, "MySQL")) {
+        return Engine::mariadb;
+    }
+    if (contains(name, "SQLite")) {
+        return Engine::sqlite;
+    }
+    return contains(name, "SQL Server") ? Engine::sqlServer : Engine::other;
+}
+
+std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept {
+    if (engine == Engine::sqlite && contains(diagnostic.text, "no such table")) {
+        return dbNoTable;
+    }
+    if (engine == Engine::sqlite && contains(diagnostic.text, "unbound parameters")) {
+        return dbParamNotOptional;
+    }
+    const auto natives = nativeStatuses(engine);
+    const auto native = std::ranges::find(natives, diagnostic.nativeError, &NativeStatus::nativeError);
+    return native != natives.end() ? native->status : statusOfState(diagnostic.sqlState);
+}
+
+bool meansConnectionLost(const Diagnostic& diagnostic, Engine engine) noexcept {
+    if (diagnostic.sqlState.starts_with("08") || isOneOf(diagnostic.sqlState, {"57P01", "57P02", "57P03"})) {
+        return true;
+    }
+    constexpr std::int32_t serverGone = 2006;
+    constexpr std::int32_t serverLost = 2013;
+    return engine == Engine::mariadb &&
+           (diagnostic.nativeError == serverGone || diagnostic.nativeError == serverLost);
+}
+
+bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept {
+    return (engine == Engine::mariadb || engine == Engine::sqlServer) && diagnostic.sqlState == "40001";
+}
+
+bool meansPlanOutdated(const Diagnostic& diagnostic, Engine engine) noexcept {
+    constexpr std::int32_t otherColumns = 2057;
+    return (engine == Engine::postgresql && diagnostic.sqlState == "0A000") ||
+           (engine == Engine::mariadb && diagnostic.nativeError == otherColumns);
+}
+
+std::vector<Diagnostic> readDiagnostics(std::int16_t handleType, void* handle) {
+    std::vector<Diagnostic> diagnostics;
+    std::string text(1024, '\0');
+    std::array<SQLCHAR, SQL_SQLSTATE_SIZE + 1> state{};
+    for (SQLSMALLINT number = 1; handle != nullptr;) {
+        SQLINTEGER native = 0;
+        SQLSMALLINT length = 0;
+        const auto room = static_cast<SQLSMALLINT>(text.size());
+        if (!succeeded(SQLGetDiagRec(handleType, handle, number, state.data(), &native, sqlText(text), room,
+                                     &length))) {
+            break;
+        }
+        if (length >= room && room < SQL_MAX_MESSAGE_LENGTH * 60) {
+            text.resize(static_cast<std::size_t>(length) + 1); // the same record again, whole
+            continue;
+        }
+        diagnostics.push_back({reinterpret_cast<const char*>(state.data()), native, text.c_str()}); // NOLINT
+        ++number;
+    }
+    return diagnostics;
+}
+
+} // namespace orvel::platform::odbc

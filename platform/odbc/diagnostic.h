@@ -1,0 +1,43 @@
+#ifndef ORVEL_PLATFORM_ODBC_DIAGNOSTIC_H
+#define ORVEL_PLATFORM_ODBC_DIAGNOSTIC_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What an engine's words mean: one table for all engines, so that a failure of a kind has one status code.
+
+namespace orvel::platform::odbc {
+
+enum class Engine : std::uint8_t { other, sqlite, postgresql, mariadb, sqlServer };
+
+/// From the name an engine gives itself.
+Engine engineNamed(std::string_view name) noexcept;
+
+/// One diagnostic record.
+struct Diagnostic {
+    std::string sqlState;
+    std::int32_t nativeError = 0;
+    std::string text; ///< UTF-8
+};
+
+/// The HRESULT of a failure. Native codes count only with the engine they belong to.
+std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// The connection is gone: whatever the driver says of later calls, nothing reaches the engine any more.
+bool meansConnectionLost(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// The engine has undone not only the statement, but its whole transaction.
+bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// A table has changed under a prepared statement: it runs again once it is prepared anew.
+bool meansPlanOutdated(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// All records of a handle, most important first. To be called before any other call on the handle: that
+/// replaces them.
+std::vector<Diagnostic> readDiagnostics(std::int16_t handleType, void* handle);
+
+} // namespace orvel::platform::odbc
+
+#endif

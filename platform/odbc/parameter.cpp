@@ -1,0 +1,191 @@
+#include "platform/odbc/parameter.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/ado/constants.h"
+#include "platform/ado/status.h"
+#include "platform/odbc/statement.h"
+
+namespace {
+
+using namespace orvel::platform;
+using namespace orvel::platform::ado;
+
+/// The value in the parameter's own type.
+Variant converted(std::int32_t type, const Variant& value) {
+    if (isEmptyOrNull(value)) {
+        return Null{};
+    }
+    if (std::holds_alternative<Missing>(value)) {
+        return value;
+    }
+    switch (type) {
+    case adInteger:
+        return std::int64_t{toInt32(value)};
+    case adDouble:
+        return toDouble(value);
+    case adDecimal:
+        return toDecimal(value);
+    case adBSTR:
+        return toText(value);
+    case adLongVarBinary:
+        return std::holds_alternative<Bytes>(value)
+                   ? value
+                   : throw ComError(dispTypeMismatch, "The value of a binary parameter is no byte array.");
+    default:
+        throw ComError(adErrInvalidArgument, "Parameters of this type are not supported.");
+    }
+}
+
+bool fitsBigInteger(const Decimal& decimal) noexcept {
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+    const std::uint64_t limit = decimal.sign == Decimal::negative ? most + 1 : most;
+    return decimal.high == 0 && decimal.scale == 0 && decimal.low <= limit;
+}
+
+std::int64_t bigIntegerOf(const Decimal& decimal) noexcept {
+    return static_cast<std::int64_t>(decimal.sign == Decimal::negative ? 0 - decimal.low : decimal.low);
+}
+
+} // namespace
+
+namespace orvel::platform::odbc {
+
+Parameter::Parameter(std::int32_t ofType, std::int32_t ofSize, const ado::Variant& ofValue)
+    : type(ofType), size(ofSize), value(converted(ofType, ofValue)) {}
+
+void Parameter::appendChunk(const ado::Variant& data) {
+    const auto* chunk = std::get_if<ado::Bytes>(&data);
+    if (type != adLongVarBinary || chunk == nullptr) {
+        throw ComError(adErrInvalidArgument, "Only bytes can be appended, and only to a binary parameter.");
+    }
+    if (auto* whole = std::get_if<ado::Bytes>(&value)) {
+        whole->insert(whole->end(), chunk->begin(), chunk->end());
+    } else {
+        value = *chunk;
+    }
+}
+
+bool Parameter::isComplete() const noexcept {
+    return size > 0 || (type != adBSTR && type != adLongVarBinary);
+}
+
+void ParameterList::append(const ado::Ref<ado::Parameter>& parameter) {
+    auto own = std::dynamic_pointer_cast<Parameter>(parameter.shared());
+    if (own == nullptr) {
+        throw ComError(adErrInvalidArgument, "There is no parameter to append.");
+    }
+    if (!own->isComplete()) {
+        throw ComError(adErrInvalidParamInfo, "A text or binary parameter needs a size.");
+    }
+    parameters.push_back(std::move(own));
+}
+
+void ParameterList::remove(std::int32_t index) {
+    if (index < 0 || index >= count()) {
+        throw ComError(adErrItemNotFound, "There is no parameter at this position.");
+    }
+    parameters.erase(parameters.begin() + index);
+}
+
+void ParameterBuffer::take(const Parameter& parameter, SQLUSMALLINT number, Statement& statement) {
+    if (std::holds_alternative<ado::Missing>(parameter.value)) {
+        throw ComError(dbParamNotOptional, "A parameter has no value.");
+    }
+    Binding binding;
+    switch (parameter.type) {
+    case adInteger:
+        binding = takeInteger(parameter.value);
+        break;
+    case adDouble:
+        binding = takeReal(parameter.value);
+        break;
+    case adDecimal:
+        binding = takeDecimal(parameter);
+        break;
+    case adBSTR:
+        binding = takeText(parameter.value, statement);
+        break;
+    default:
+        binding = takeBytes(parameter.value);
+        break;
+    }
+    if (binding != bound) {
+        statement.check(SQLBindParameter(
+            statement.get(), number, SQL_PARAM_INPUT, binding.transferType, binding.sqlType, binding.size,
+            binding.digits, const_cast<void*>(binding.data), binding.capacity, &length)); // NOLINT
+        bound = binding;
+    }
+}
+
+bool ParameterBuffer::takeNull(const ado::Variant& value) {
+    const bool isNull = std::holds_alternative<ado::Null>(value);
+    length = isNull ? SQL_NULL_DATA : 0;
+    return isNull;
+}
+
+ParameterBuffer::Binding ParameterBuffer::takeInteger(const ado::Variant& value) {
+    if (!takeNull(value)) {
+        integer = ado::toInt32(value);
+    }
+    return {SQL_C_SLONG, SQL_INTEGER, 10, 0, &integer, sizeof integer};
+}
+
+ParameterBuffer::Binding ParameterBuffer::takeReal(const ado::Variant& value) {
+    if (!takeNull(value)) {
+        real = std::get<double>(value);
+    }
+    return {SQL_C_DOUBLE, SQL_DOUBLE, 15, 0, &real, sizeof real};
+}
+
+/// A whole number of 64 bits goes as what it is: an engine compares a decimal with a column of integers by
+/// converting the column, which no index serves. Anything else goes as text, in which nothing is lost.
+ParameterBuffer::Binding ParameterBuffer::takeDecimal(const Parameter& parameter) {
+    const bool isNull = takeNull(parameter.value);
+    if (isNull ? parameter.scale == 0 : fitsBigInteger(std::get<ado::Decimal>(parameter.value))) {
+        bigInteger = isNull ? 0 : bigIntegerOf(std::get<ado::Decimal>(parameter.value));
+        return {SQL_C_SBIGINT, SQL_BIGINT, 19, 0, &bigInteger, sizeof bigInteger};
+    }
+    const std::string text = isNull ? std::string() : ado::toText(parameter.value);
+    Binding binding = takeRaw(text.data(), text.size(), SQL_C_CHAR, SQL_DECIMAL);
+    binding.size = std::max<SQLULEN>(parameter.precision, text.size());
+    binding.digits = isNull ? parameter.scale : std::get<ado::Decimal>(parameter.value).scale;
+    length = isNull ? SQL_NULL_DATA : length;
+    return binding;
+}
+
+ParameterBuffer::Binding ParameterBuffer::takeText(const ado::Variant& value, const Statement& statement) {
+    if (takeNull(value)) {
+        return takeRaw(nullptr, 0, SQL_C_CHAR, SQL_VARCHAR);
+    }
+    const auto& text = std::get<std::string>(value);
+    const bool keepsZeros = statement.session().traits().engine == Engine::mariadb;
+    if (!keepsZeros && text.find('\0') != std::string::npos) {
+        throw ComError(dbCantConvertValue, "The engine cannot hold a text with a zero character.");
+    }
+    return takeRaw(text.data(), text.size(), SQL_C_CHAR, SQL_VARCHAR);
+}
+
+ParameterBuffer::Binding ParameterBuffer::takeBytes(const ado::Variant& value) {
+    if (takeNull(value)) {
+        return takeRaw(nullptr, 0, SQL_C_BINARY, SQL_LONGVARBINARY);
+    }
+    const auto& content = std::get<ado::Bytes>(value);
+    return takeRaw(reinterpret_cast<const char*>(content.data()), content.size(), SQL_C_BINARY, // NOLINT
+                   SQL_LONGVARBINARY);
+}
+
+/// The memory grows ahead of the values, so that it seldom moves.
+ParameterBuffer::Binding ParameterBuffer::takeRaw(const char* data, std::size_t size,
+                                                  SQLSMALLINT transferType, SQLSMALLINT sqlType) {
+    constexpr std::size_t leastCapacity = 256;
+    if (bytes.size() < size || bytes.empty()) {
+        bytes.resize(std::max({leastCapacity, size, bytes.size() * 2}));
+    }
+    std::copy_n(data, size, bytes.data());
+    length = data == nullptr ? SQL_NULL_DATA : static_cast<SQLLEN>(size);
+    return {transferType, sqlType, bytes.size(), 0, bytes.data(), static_cast<SQLLEN>(bytes.size())};
+}
+
+} // namespace orvel::platform::odbc

@@ -1,0 +1,77 @@
+#ifndef ORVEL_PLATFORM_ODBC_RESULT_READER_H
+#define ORVEL_PLATFORM_ODBC_RESULT_READER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/odbc/column.h"
+#include "platform/odbc/driver_manager.h"
+
+namespace orvel::platform::odbc {
+
+class Statement;
+
+/// The rows of a statement's result, one after the other, each complete in memory.
+///
+/// When every column has a limit that holds, rows come in blocks, straight into bound memory. Otherwise they
+/// come one by one: the columns before the first one without a limit are bound, that one and all behind it
+/// are read piece by piece, left to right, which is what every driver can do. Memory and bindings are used
+/// again by the next execution of the statement when its columns are the same.
+class ResultReader {
+public:
+    explicit ResultReader(Statement& ofStatement) : statement(ofStatement) {}
+
+    /// Gets ready for a new result, before its first row.
+    void begin(SQLSMALLINT columnCount);
+    /// False at the end. After a failure, and once the connection is closed and the block is read, there are
+    /// no more rows.
+    bool next();
+    /// The bindings are gone, with the plan they belonged to.
+    void forgetBindings() noexcept { isBound = false; }
+    /// No rows from now on.
+    void end() noexcept { rowsInBlock = row = 0; }
+
+    const std::vector<Column>& columns() const noexcept { return described; }
+    /// Of the current row.
+    Cell cell(std::size_t column) const noexcept;
+
+private:
+    struct Storage {
+        std::unique_ptr<char[]> data;
+        std::size_t capacity = 0; ///< of one row's value
+        std::unique_ptr<SQLLEN[]> lengths;
+
+        void makeRoom(std::size_t have, std::size_t wanted);
+    };
+
+    /// What the values of a bound column must keep to.
+    struct Limit {
+        const SQLLEN* lengths;
+        SQLLEN most;
+        std::size_t column;
+    };
+
+    Statement& statement;
+    std::vector<Column> described;
+    std::vector<Storage> storages;
+    std::vector<Limit> limits;
+    std::vector<SQLUSMALLINT> rowStates;
+    std::size_t boundColumns = 0;
+    std::size_t blockSize = 0;
+    SQLULEN rowsInBlock = 0;
+    std::size_t row = 0;
+    bool isBound = false;
+
+    void layOut();
+    void setLimits();
+    void bind();
+    bool fetchBlock();
+    void readPieces(std::size_t column);
+    void requireWholeRow() const;
+};
+
+} // namespace orvel::platform::odbc
+
+#endif

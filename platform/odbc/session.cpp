@@ -1,0 +1,249 @@
+#include "platform/odbc/session.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+
+#include "platform/ado/constants.h"
+#include "platform/ado/status.h"
+#include "platform/odbc/connection_string.h"
+#include "platform/odbc/statement.h"
+#include "platform/text.h"
+
+namespace {
+
+using namespace orvel::platform;
+using namespace orvel::platform::odbc;
+
+/// Serialises what loads and unloads drivers: the manager does not do it safely.
+std::mutex& driverMutex() {
+    static auto* mutex = new std::mutex; // never destroyed: a static connection may be the last to close
+    return *mutex;
+}
+
+/// Nothing was sent: the driver knew that there is no connection.
+constexpr std::string_view notConnected = "08003";
+
+/// For the words of a ComError, which are in the narrow encoding: what it cannot represent stays as it is.
+std::string narrowOrBytes(const std::string& text) {
+    try {
+        return utf8ToNarrow(text);
+    } catch (const std::exception&) {
+        return text;
+    }
+}
+
+SQLUINTEGER isolationOf(std::int32_t level) {
+    switch (level) {
+    case ado::adXactReadCommitted:
+        return SQL_TXN_READ_COMMITTED;
+    case ado::adXactSerializable:
+        return SQL_TXN_SERIALIZABLE;
+    default:
+        throw ComError(ado::adErrInvalidArgument, "There is no such isolation level.");
+    }
+}
+
+} // namespace
+
+namespace orvel::platform::odbc {
+
+Session::Session(const std::string& connectionString, std::int32_t loginTimeout,
+                 std::shared_ptr<ErrorList> errorList)
+    : errors(std::move(errorList)) {
+    std::string completed;
+    {
+        const std::lock_guard guard(driverMutex());
+        completed = connect(connectionString, loginTimeout);
+    }
+    open = true;
+    learnTraits(completed);
+    wipe(completed); // it holds the password
+}
+
+Session::~Session() { disconnect(); }
+
+std::string Session::connect(const std::string& connectionString, std::int32_t loginTimeout) {
+    if (!succeeded(environment.allocate(nullptr))) {
+        throw ComError(eOutOfMemory, "The ODBC driver manager has no environment to give.");
+    }
+    SQLSetEnvAttr(environment.get(), SQL_ATTR_ODBC_VERSION, sqlNumber(SQL_OV_ODBC3), 0);
+    if (!succeeded(connection.allocate(environment.get()))) {
+        fail(SQL_HANDLE_ENV, environment.get());
+    }
+    if (loginTimeout > 0) { // some drivers refuse the 0 that is their default
+        SQLSetConnectAttr(connection.get(), SQL_ATTR_LOGIN_TIMEOUT,
+                          sqlNumber(static_cast<SQLUINTEGER>(loginTimeout)), 0);
+    }
+    std::string completed(4096, '\0');
+    SQLSMALLINT length = 0;
+    check(SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS, sqlText(completed),
+                           static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT));
+    return completed;
+}
+
+void Session::check(SQLRETURN code) {
+    if (!succeeded(code)) {
+        fail(SQL_HANDLE_DBC, connection.get());
+    }
+}
+
+std::string Session::information(SQLUSMALLINT kind) {
+    std::array<char, 256> text{};
+    SQLGetInfo(connection.get(), kind, text.data(), static_cast<SQLSMALLINT>(text.size()), nullptr);
+    return text.data();
+}
+
+SQLULEN Session::driverOption(SQLINTEGER attribute, SQLULEN otherwise) {
+    SQLULEN value = 0;
+    return succeeded(SQLGetConnectAttr(connection.get(), attribute, &value, sizeof value, nullptr))
+               ? value
+               : otherwise;
+}
+
+void Session::learnTraits(const std::string& completedString) {
+    engineTraits.engine = engineNamed(information(SQL_DBMS_NAME));
+    engineTraits.driverName = information(SQL_DRIVER_NAME);
+    engineTraits.driverVersion = information(SQL_DRIVER_VER);
+    engineTraits.bindingFixesLengths = engineTraits.engine == Engine::sqlite;
+    if (engineTraits.engine == Engine::mariadb) {
+        engineTraits.unlimitedTextSize = ~SQLULEN{0}; // it describes honestly
+        engineTraits.directPreparesAnyway = true;
+    }
+    if (engineTraits.engine == Engine::postgresql) {
+        // Attributes of this driver alone, numbered in its own documentation of its options.
+        constexpr SQLINTEGER unknownSizes = 65542;
+        constexpr SQLINTEGER maxVarcharSize = 65546;
+        constexpr SQLULEN unlimitedNumeric = 28;
+        engineTraits.unlimitedTextSize = driverOption(maxVarcharSize, 0);
+        engineTraits.unlimitedDecimalSize = driverOption(unknownSizes, 0) == 1 ? 0 : unlimitedNumeric;
+        const std::string protocol = keywordValue(completedString, "Protocol");
+        engineTraits.failureSpoilsTransaction = protocol.ends_with("-0") || protocol.ends_with("-1");
+    }
+}
+
+void Session::disconnect() noexcept {
+    for (Statement* statement : statements) {
+        statement->abandon();
+    }
+    statements.clear();
+    if (open && inTransaction) {
+        SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK);
+    }
+    inTransaction = false;
+    const std::lock_guard guard(driverMutex());
+    if (std::exchange(open, false)) {
+        SQLDisconnect(connection.get());
+    }
+    connection.reset();
+    environment.reset();
+}
+
+StatementHandle Session::allocateStatement() {
+    StatementHandle handle;
+    check(handle.allocate(connection.get())); // a dead connection shows here first with some drivers
+    return handle;
+}
+
+void Session::dismiss(const Statement& statement) noexcept { std::erase(statements, &statement); }
+
+void Session::setIsolationLevel(std::int32_t level) {
+    wantedIsolation = isolationOf(level);
+    if (!inTransaction) {
+        applyIsolation();
+    }
+}
+
+void Session::applyIsolation() {
+    if (wantedIsolation != 0 && wantedIsolation != isolation) {
+        check(SQLSetConnectAttr(connection.get(), SQL_ATTR_TXN_ISOLATION, sqlNumber(wantedIsolation), 0));
+        isolation = wantedIsolation;
+    }
+}
+
+void Session::begin() {
+    if (inTransaction) {
+        throw ComError(ado::xactTransactionExists, "There is a transaction already.");
+    }
+    applyIsolation(); // too late once the transaction has begun
+    check(SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_OFF), 0));
+    inTransaction = true;
+    spoiled = false;
+}
+
+void Session::requireTransaction() const {
+    if (!inTransaction) {
+        throw ComError(ado::xactNoTransaction, "There is no transaction.");
+    }
+}
+
+void Session::commit() {
+    requireTransaction();
+    if (lost) { // drivers report success here: there is nobody left to ask
+        abandonTransaction();
+        throw ComError(ado::xactAborted, "The connection was lost before the commit: nothing was kept.");
+    }
+    if (spoiled) {
+        abandonTransaction();
+        throw ComError(ado::xactAborted,
+                       "A statement failed and took its transaction along: nothing was kept.");
+    }
+    if (!succeeded(SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_COMMIT))) {
+        auto diagnostics = readDiagnostics(SQL_HANDLE_DBC, connection.get());
+        abandonTransaction(); // also where the engine would let it be committed again: nobody could ask for
+                              // that
+        const bool inDoubt = !diagnostics.empty() && diagnostics.front().sqlState != notConnected &&
+                             meansConnectionLost(diagnostics.front(), engineTraits.engine);
+        raise(std::move(diagnostics), inDoubt ? ado::xactInDoubt : std::uint32_t{0});
+    }
+    leaveTransaction();
+}
+
+void Session::rollback() {
+    requireTransaction();
+    const SQLRETURN code = SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK);
+    auto diagnostics =
+        succeeded(code) ? std::vector<Diagnostic>{} : readDiagnostics(SQL_HANDLE_DBC, connection.get());
+    leaveTransaction();
+    if (!succeeded(code)) {
+        raise(std::move(diagnostics));
+    }
+}
+
+void Session::abandonTransaction() noexcept {
+    SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK); // autocommit would commit what is still open
+    leaveTransaction();
+}
+
+/// A connection that will not commit its statements by itself again is given up: they would be lost without a
+/// word.
+void Session::leaveTransaction() noexcept {
+    inTransaction = false;
+    spoiled = false;
+    const SQLRETURN code =
+        SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_ON), 0);
+    if (!succeeded(code)) {
+        disconnect();
+    }
+}
+
+void Session::note(const Diagnostic& diagnostic) noexcept {
+    lost = lost || (open && meansConnectionLost(diagnostic, engineTraits.engine));
+    spoiled = spoiled || (inTransaction && (engineTraits.failureSpoilsTransaction ||
+                                            meansTransactionUndone(diagnostic, engineTraits.engine)));
+}
+
+void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(readDiagnostics(handleType, handle)); }
+
+void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
+    if (diagnostics.empty()) {
+        throw ComError(eFail, open ? "The ODBC driver gave no reason." : "The connection was lost.");
+    }
+    std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
+    status = status != 0 ? status : statusOf(diagnostics.front(), engineTraits.engine);
+    std::string words = narrowOrBytes(diagnostics.front().text);
+    errors->fill(std::move(diagnostics));
+    throw ComError(status, std::move(words));
+}
+
+} // namespace orvel::platform::odbc

@@ -1,0 +1,103 @@
+#ifndef ORVEL_PLATFORM_ODBC_SESSION_H
+#define ORVEL_PLATFORM_ODBC_SESSION_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/hresult.h"
+#include "platform/odbc/diagnostic.h"
+#include "platform/odbc/driver_manager.h"
+#include "platform/odbc/error_list.h"
+
+namespace orvel::platform::odbc {
+
+class Statement;
+
+/// What is known of a driver and its engine once connected, and decides how they are used.
+struct EngineTraits {
+    Engine engine = Engine::other;
+    std::string driverName;
+    std::string driverVersion;
+    /// A failing statement leaves its transaction unusable, or ends it, instead of undoing itself alone.
+    bool failureSpoilsTransaction = false;
+    /// Character columns described with this many characters or more may be without a limit; 0: all may be.
+    SQLULEN unlimitedTextSize = 0;
+    /// Decimal columns described with this many digits may be without a limit.
+    SQLULEN unlimitedDecimalSize = 0;
+    /// What a direct execution with parameters costs, a prepared one costs as well.
+    bool directPreparesAnyway = false;
+    /// The length of a binary parameter is read when it is bound, and not again.
+    bool bindingFixesLengths = false;
+};
+
+/// One connection to an engine: connected when it is made, disconnected at the latest when the last object
+/// that shares it goes. Statements register, so that none of their handles is used once the connection is
+/// gone.
+class Session {
+public:
+    /// @param loginTimeout  seconds, 0 for the driver's own
+    Session(const std::string& connectionString, std::int32_t loginTimeout,
+            std::shared_ptr<ErrorList> errorList);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    bool isOpen() const noexcept { return open; }
+    const EngineTraits& traits() const noexcept { return engineTraits; }
+
+    /// An open transaction is rolled back, statements lose their handles. Harmless when repeated.
+    void disconnect() noexcept;
+
+    /// A new statement handle.
+    StatementHandle allocateStatement();
+    void enlist(Statement& statement) { statements.push_back(&statement); }
+    void dismiss(const Statement& statement) noexcept;
+
+    /// A driver that refuses a timeout is asked once.
+    bool takesTimeout() const noexcept { return !timeoutRefused; }
+    void refuseTimeout() noexcept { timeoutRefused = true; }
+
+    /// @param level  an ado::IsolationLevel; it counts from the next transaction on
+    void setIsolationLevel(std::int32_t level);
+    void begin();
+    void commit();
+    void rollback();
+    bool transactionSpoiled() const noexcept { return spoiled; }
+
+    /// Turns the diagnostics of a failed call into the connection's errors and a ComError. To be called right
+    /// after it.
+    [[noreturn]] void fail(SQLSMALLINT handleType, SQLHANDLE handle);
+
+private:
+    EnvironmentHandle environment;
+    ConnectionHandle connection;
+    std::shared_ptr<ErrorList> errors;
+    EngineTraits engineTraits;
+    std::vector<Statement*> statements;
+    SQLUINTEGER wantedIsolation = 0; ///< 0: whatever the engine's default is
+    SQLUINTEGER isolation = 0;
+    bool open = false;
+    bool lost = false;
+    bool inTransaction = false;
+    bool spoiled = false;
+    bool timeoutRefused = false;
+
+    std::string connect(const std::string& connectionString, std::int32_t loginTimeout);
+    void check(SQLRETURN code);
+    std::string information(SQLUSMALLINT kind);
+    SQLULEN driverOption(SQLINTEGER attribute, SQLULEN otherwise);
+    void learnTraits(const std::string& completedString);
+    void applyIsolation();
+    void requireTransaction() const;
+    void abandonTransaction() noexcept;
+    void leaveTransaction() noexcept;
+    void note(const Diagnostic& diagnostic) noexcept;
+    /// @param status  0 for what the first diagnostic means
+    [[noreturn]] void raise(std::vector<Diagnostic> diagnostics, std::uint32_t status = 0);
+};
+
+} // namespace orvel::platform::odbc
+
+#endif

@@ -1,0 +1,61 @@
+#ifndef ORVEL_PLATFORM_ODBC_STATEMENT_H
+#define ORVEL_PLATFORM_ODBC_STATEMENT_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/odbc/driver_manager.h"
+#include "platform/odbc/result_reader.h"
+#include "platform/odbc/session.h"
+
+namespace orvel::platform::odbc {
+
+/// A statement handle with the result that was read through it. When its session closes, the handle goes and
+/// the rows in memory stay; whatever needs the handle then fails, or finds no more rows.
+class Statement {
+public:
+    explicit Statement(std::shared_ptr<Session> ofSession);
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
+
+    SQLHSTMT get() const noexcept { return handle.get(); }
+    bool isUsable() const noexcept { return static_cast<bool>(handle); }
+    Session& session() const noexcept { return *owner; }
+
+    /// @param seconds  0 for none; a driver that refuses is no failure
+    void setTimeout(std::int32_t seconds);
+    void executeDirectly(const std::string& text);
+    void prepare(const std::string& text);
+    void execute();
+
+    /// Of the current result: 0 for one without rows.
+    SQLSMALLINT columnCount();
+    /// Rows that the current result's statement changed; -1 when the engine does not count.
+    std::int64_t changedRows();
+    /// Passes over the results that follow, so that an error in one of them is not lost.
+    void drainResults();
+
+    ResultReader& reader() noexcept { return rows; }
+    /// Ends the result, keeps what is prepared and bound.
+    void closeCursor() noexcept;
+    /// Gives the handle back; by the session when it closes.
+    void abandon() noexcept { handle.reset(); }
+
+    /// Raises what the driver said when `code` is a failure.
+    void check(SQLRETURN code);
+
+private:
+    std::shared_ptr<Session> owner;
+    StatementHandle handle;
+    ResultReader rows;
+    std::int32_t timeout = 0;
+    bool changedNothing = false;
+
+    void finishExecution(SQLRETURN code);
+};
+
+} // namespace orvel::platform::odbc
+
+#endif

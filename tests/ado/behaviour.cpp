@@ -1,0 +1,104 @@
+#include "tests/ado/behaviour.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace orvel::tests {
+
+namespace {
+
+std::string environment(const char* variable) {
+    const char* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nobody sets it
+    if (value == nullptr) {
+        throw std::runtime_error(std::string(variable) + " is not set: run under script/with-servers");
+    }
+    return value;
+}
+
+void replace(std::string& text, const std::string& what, const std::string& by) {
+    const std::size_t at = text.find(what);
+    if (at == std::string::npos) {
+        throw std::runtime_error("the configuration has no " + what);
+    }
+    text.replace(at, what.size(), by);
+}
+
+/// The first entry of a connection string.
+std::string driver(const char* variable) {
+    const std::string text = environment(variable);
+    return text.substr(0, text.find(';'));
+}
+
+constexpr const char* sqliteOdbcSection = R"(<SQLiteODBC>
+  <Properties><MasterDBName>not used</MasterDBName></Properties>
+  <Commands>
+    <DoesTableExist>SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = '$(tableName)'</DoesTableExist>
+    <ListTables>SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name</ListTables>
+    <ListTableColumns>SELECT name FROM pragma_table_info('$(tableName)')</ListTableColumns>
+    <DropTable>DROP TABLE $(tableName)</DropTable>
+    <GetLastInsertedID>SELECT last_insert_rowid()</GetLastInsertedID>
+  </Commands>
+  <TableTemplates><Character>
+    <CreateTable>CREATE TABLE $(tableName) (code_point INTEGER PRIMARY KEY, name TEXT, category TEXT)</CreateTable>
+    <SetupTable>CREATE INDEX ix_$(tableName)_category ON $(tableName)(category)</SetupTable>
+    <AlterTable1>ALTER TABLE $(tableName) ADD COLUMN plane INTEGER</AlterTable1>
+    <AlterTable2>ALTER TABLE $(tableName) ADD COLUMN name_length INTEGER</AlterTable2>
+  </Character></TableTemplates></SQLiteODBC></DatabaseSection>)";
+
+} // namespace
+
+std::string Behaviour::configuration(const std::string& password) {
+    const std::filesystem::path shipped(ORVEL_SHIPPED_CONFIGURATION);
+    std::ifstream stream(shipped, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(stream), {}};
+    const std::string account = ";UID=" + environment("ORVEL_TEST_USER") + ";PWD=" + password;
+    replace(text, "DRIVER={PostgreSQL Unicode}", driver("ORVEL_TEST_POSTGRESQL") + account);
+    replace(text, "DRIVER={MariaDB Unicode}", driver("ORVEL_TEST_MARIADB") + account);
+    replace(text, "</ADO>",
+            "<SQLiteODBC><Properties><ConnectionString>" + driver("ORVEL_TEST_SQLITE") +
+                ";Database=$(dbName);Timeout=300</ConnectionString><LocalServerName>none</LocalServerName>"
+                "</Properties></SQLiteODBC></ADO>");
+    replace(text, "</DatabaseSection>", sqliteOdbcSection);
+    return text;
+}
+
+void Behaviour::SetUp() {
+    QD_OrvelConnection::flushDBConfig();
+    config = directory.write("OrvelConfig.xml", configuration(environment("ORVEL_TEST_PASSWORD")));
+    const bool madeByOpening = isAdo() && !context().isServer();
+    database = madeByOpening ? directory.file("Behaviour.db3") : "Behaviour";
+    connection = closed();
+    if (!madeByOpening) {
+        connection->createDatabase("Catalogue", database.c_str(), path.c_str(), 0);
+    }
+    open(connection);
+}
+
+void Behaviour::TearDown() {
+    if (context().isServer()) {
+        connection->dropDatabase(database.c_str(), nullptr);
+    }
+}
+
+QD_OrvelConnectionHandle Behaviour::closed(const std::string& file) const {
+    if (!isAdo()) {
+        return QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE, file.c_str());
+    }
+    const std::string instance = context().isServer() ? environment(context().portVariable) : "none";
+    return QD_OrvelConnection::create(QD_ORVEL_PROVIDER_ADO, file.c_str(), nullptr, context().databaseKey,
+                                      instance.c_str());
+}
+
+QD_OrvelConnectionHandle Behaviour::another() const {
+    QD_OrvelConnectionHandle handle = closed();
+    open(handle);
+    if (context().shortWait != nullptr) {
+        handle->execNoQuery(context().shortWait, 0);
+    }
+    if (!isAdo()) {
+        handle->setBusyTimeout(100);
+    }
+    return handle;
+}
+
+} // namespace orvel::tests
