@@ -78,7 +78,8 @@ bool Parameter::isComplete() const noexcept {
 }
 
 void ParameterList::append(const ado::Ref<ado::Parameter>& parameter) {
-    if (!parameter || typeid(*parameter.get()) != typeid(Parameter)) {
+    const ado::Parameter* given = parameter.get();
+    if (given == nullptr || typeid(*given) != typeid(Parameter)) {
         throw ComError(adErrInvalidArgument, "There is no parameter to append.");
     }
     auto own = std::static_pointer_cast<Parameter>(parameter.shared());
