@@ -141,7 +141,9 @@ TEST(ExhaustedMemory, theReserveServesAgainOnceItsExceptionsAreGone) {
 
 class ExhaustedMemorySqlite : public orvel::tests::SqliteTest {
 protected:
-    ExhaustedMemorySqlite() { QD_OrvelSetDebugOutput([](const char*) noexcept {}); } // what is swallowed is logged
+    ExhaustedMemorySqlite() {
+        QD_OrvelSetDebugOutput([](const char*) noexcept {});
+    } // what is swallowed is logged
     ~ExhaustedMemorySqlite() override { QD_OrvelSetDebugOutput(nullptr); }
 };
 
