@@ -17,7 +17,7 @@ using DocumentCache = std::map<std::string, std::shared_ptr<const ConfigurationD
 
 /// The accepted documents by file name, exactly as given. Guarded by `configLock`; never destroyed, as that.
 DocumentCache& documentCache() {
-    static DocumentCache& instance = *new DocumentCache; // NOLINT(cppcoreguidelines-owning-memory)
+    static DocumentCache& instance = *new DocumentCache;
     return instance;
 }
 
@@ -39,38 +39,40 @@ QD_OrvelConfig::~QD_OrvelConfig() = default;
 
 bool QD_OrvelConfig::getCommonDefault(const char* key, std::string& value) {
     return lookup({"QD_OrvelConfig::getCommonDefault", QD_ORVEL_ERR_CONFIG_VALUE},
-                  {configName::commonSection, key}, value, false);
+                  {config_name::commonSection, key}, value, false);
 }
 
 bool QD_OrvelConfig::getProviderDefault(const char* key, std::string& value, bool required) {
     return lookup({"QD_OrvelConfig::getProviderDefault", QD_ORVEL_ERR_CONFIG_VALUE},
-                  {configName::providerSection, configName::ado, configName::defaults, key}, value, required);
+                  {config_name::providerSection, config_name::ado, config_name::defaults, key}, value,
+                  required);
 }
 
 bool QD_OrvelConfig::getProviderDBProperty(const char* databaseKey, const char* key, std::string& value,
                                            bool required) {
     return lookup({"QD_OrvelConfig::getProviderDBProperty", QD_ORVEL_ERR_CONFIG_VALUE},
-                  {configName::providerSection, configName::ado, databaseKey, configName::properties, key},
+                  {config_name::providerSection, config_name::ado, databaseKey, config_name::properties, key},
                   value, required);
 }
 
 bool QD_OrvelConfig::getDBCommand(const char* databaseKey, const char* command, std::string& value,
                                   bool required) {
     return lookup({"QD_OrvelConfig::getDBCommand", QD_ORVEL_ERR_CONFIG_VALUE},
-                  {configName::databaseSection, databaseKey, configName::commands, command}, value, required);
+                  {config_name::databaseSection, databaseKey, config_name::commands, command}, value,
+                  required);
 }
 
 bool QD_OrvelConfig::getDBProperty(const char* databaseKey, const char* key, std::string& value,
                                    bool required) {
     return lookup({"QD_OrvelConfig::getDBProperty", QD_ORVEL_ERR_CONFIG_VALUE},
-                  {configName::databaseSection, databaseKey, configName::properties, key}, value, required);
+                  {config_name::databaseSection, databaseKey, config_name::properties, key}, value, required);
 }
 
 bool QD_OrvelConfig::getDBDatabaseCommand(const char* databaseKey, const char* databaseID,
                                           const char* templateName, std::string& value, bool required) {
     return lookup(
         {"QD_OrvelConfig::getDBDatabaseCommand", QD_ORVEL_ERR_UNKNOWN_DATABASE},
-        {configName::databaseSection, databaseKey, configName::databaseTemplates, databaseID, templateName},
+        {config_name::databaseSection, databaseKey, config_name::databaseTemplates, databaseID, templateName},
         value, required);
 }
 
@@ -78,8 +80,8 @@ bool QD_OrvelConfig::getDBTableCommand(const char* databaseKey, const char* tabl
                                        std::string& value, bool required) {
     return lookup(
         {"QD_OrvelConfig::getDBTableCommand", QD_ORVEL_ERR_UNKNOWN_TABLE},
-        {configName::databaseSection, databaseKey, configName::tableTemplates, tableID, templateName}, value,
-        required);
+        {config_name::databaseSection, databaseKey, config_name::tableTemplates, tableID, templateName},
+        value, required);
 }
 
 bool QD_OrvelConfig::getDefaultTimeout(int& milliseconds) {

@@ -14,7 +14,7 @@ struct Slots {
 
 /// Never destroyed: a static object of the application may outlive those of the library.
 Slots& slots() {
-    static Slots& instance = *new Slots; // NOLINT(cppcoreguidelines-owning-memory)
+    static Slots& instance = *new Slots;
     return instance;
 }
 
@@ -36,8 +36,7 @@ void hand(const Value& slot, Value* output) {
 namespace orvel {
 
 std::recursive_mutex& configLock() {
-    static std::recursive_mutex& instance =
-        *new std::recursive_mutex; // NOLINT(cppcoreguidelines-owning-memory)
+    static std::recursive_mutex& instance = *new std::recursive_mutex;
     return instance;
 }
 

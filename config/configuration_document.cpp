@@ -18,7 +18,7 @@ bool ConfigurationDocument::isCurrent() const {
     const auto version = [this](const char* name) {
         return leadingInteger(content.firstElement(name).text());
     };
-    return version(configName::majorVersion) == 0 && version(configName::minorVersion) >= 2;
+    return version(config_name::majorVersion) == 0 && version(config_name::minorVersion) >= 2;
 }
 
 std::string ConfigurationDocument::valueAt(const ConfigurationPath& path) const {

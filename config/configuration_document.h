@@ -37,9 +37,9 @@ private:
     };
 
     platform::XmlDocument content;
-    std::array<Section, 3> sections{Section{configName::commonSection, {}},
-                                    Section{configName::providerSection, {}},
-                                    Section{configName::databaseSection, {}}};
+    std::array<Section, 3> sections{Section{config_name::commonSection, {}},
+                                    Section{config_name::providerSection, {}},
+                                    Section{config_name::databaseSection, {}}};
 };
 
 } // namespace orvel

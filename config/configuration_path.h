@@ -8,7 +8,7 @@
 namespace orvel {
 
 /// The names that the configuration file has of its own; all others are the callers'.
-namespace configName {
+namespace config_name {
 inline constexpr const char* majorVersion = "MajorVersion";
 inline constexpr const char* minorVersion = "MinorVersion";
 inline constexpr const char* commonSection = "CommonSection";
@@ -20,7 +20,7 @@ inline constexpr const char* properties = "Properties";
 inline constexpr const char* commands = "Commands";
 inline constexpr const char* databaseTemplates = "DatabaseTemplates";
 inline constexpr const char* tableTemplates = "TableTemplates";
-} // namespace configName
+} // namespace config_name
 
 /// The way to one value: a section element, the first of its name anywhere in the document, and from there
 /// the first child element of each further name.

@@ -1,5 +1,6 @@
 #include "QD_OrvelTransaction.h"
 
+#include <memory>
 #include <new>
 #include <string>
 
@@ -19,7 +20,11 @@ namespace {
 QD_OrvelTransactionState* newState(const QD_OrvelConnectionHandle& connection, unsigned int flags,
                                    const char* name) {
     try {
-        return new QD_OrvelTransactionState{connection, false, flags, name != nullptr ? name : ""};
+        auto made = std::make_unique<QD_OrvelTransactionState>();
+        made->connection = connection;
+        made->flags = flags;
+        made->name = name != nullptr ? name : "";
+        return made.release();
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

@@ -39,11 +39,13 @@ std::unique_ptr<Item[]> copyOf(const Item* items, std::size_t size, const char* 
 
 QD_SQOrvelCommand::QD_SQOrvelCommand(QD_SQOrvelConnection* owner, const char* text,
                                      unsigned int commandFlags) try
-    : connection(owner), sql(text != nullptr ? text : ""), flags(commandFlags) {
+    : connection(owner),
+      statement(new orvel::SqliteStatement(nullptr)),
+      sql(text != nullptr ? text : ""),
+      flags(commandFlags) {
     QD_OrvelTools::throwOnNullOrEmptyString(text);
     checkDB();
     orvel::ansiToUtf8(sql);
-    statement = QD_OrvelTypedHandle<orvel::SqliteStatement>(new orvel::SqliteStatement(nullptr));
     statement->addCommand();
     statement->replace(owner->compile(sql.c_str()));
     checkVM();
@@ -206,6 +208,7 @@ int QD_SQOrvelCommand::resetVM() {
 
 void QD_SQOrvelCommand::close() {
     orvel::swallowed("QD_SQOrvelCommand::close", [&] {
+        // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.VirtualCall): a destructor wants its own class's version
         resetParams();
         if (statement.isNull()) {
             return;

@@ -65,7 +65,7 @@ void QD_SQOrvelConnection::throwCannotOpen(int result, const std::string& fileNa
         QD_SQOrvelConnection& connection;
         ~Closing() { connection.close(); }
     };
-    const Closing closing{*this};
+    [[maybe_unused]] const Closing closing{*this};
     throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, "QD_SQOrvelConnection::open",
                               static_cast<unsigned long>(result),
                               (orvel::sqliteMessage(db) + " " + fileName).c_str(), 0);
@@ -170,7 +170,7 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement, boo
     orvel::OwnedSqliteStatement owned(statement);
     auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, atEnd);
     if (query != nullptr) {
-        owned.release();
+        static_cast<void>(owned.release());
     }
     return QD_OrvelQueryHandle(query);
 }

@@ -20,10 +20,10 @@ public:
     Ref(std::nullptr_t) {} // NOLINT(google-explicit-constructor): an empty reference is written nullptr
     template <class Derived>
         requires std::convertible_to<Derived*, Object*>
-    Ref(std::shared_ptr<Derived> object) : target(std::move(object)) {} // NOLINT(google-explicit-constructor)
+    Ref(std::shared_ptr<Derived> object) : target(std::move(object)) {}
     template <class Derived>
         requires std::convertible_to<Derived*, Object*>
-    Ref(const Ref<Derived>& other) : target(other.shared()) {} // NOLINT(google-explicit-constructor)
+    Ref(const Ref<Derived>& other) : target(other.shared()) {}
 
     Object* operator->() const {
         if (target == nullptr) {

@@ -149,7 +149,7 @@ std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Column& colum
 bool ask(SQLHSTMT statement, SQLUSMALLINT number, std::span<char> name, SQLSMALLINT& length,
          Description& description) {
     SQLSMALLINT nullable = 0;
-    return succeeded(SQLDescribeCol(statement, number, reinterpret_cast<SQLCHAR*>(name.data()), // NOLINT
+    return succeeded(SQLDescribeCol(statement, number, reinterpret_cast<SQLCHAR*>(name.data()),
                                     static_cast<SQLSMALLINT>(name.size()), &length, &description.sqlType,
                                     &description.size, &description.scale, &nullable));
 }

@@ -55,13 +55,11 @@ inline bool succeeded(SQLRETURN code) noexcept {
 
 /// The interface takes texts it only reads as if it wrote them.
 inline SQLCHAR* sqlText(const std::string& text) noexcept {
-    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str())); // NOLINT
+    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
 }
 
 /// Attributes that are numbers travel in a pointer.
-inline SQLPOINTER sqlNumber(std::uintptr_t value) noexcept {
-    return reinterpret_cast<SQLPOINTER>(value); // NOLINT
-}
+inline SQLPOINTER sqlNumber(std::uintptr_t value) noexcept { return reinterpret_cast<SQLPOINTER>(value); }
 
 } // namespace orvel::platform::odbc
 

@@ -37,7 +37,7 @@ std::error_code lastError() { return {errno, std::generic_category()}; }
 
 /// O_NONBLOCK: to open a pipe that nobody writes to would wait for ever.
 Descriptor openForReading(const std::string& name) {
-    return Descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // NOLINT(*-vararg)
+    return Descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
 }
 
 bool isRegular(const Descriptor& file, struct stat& status) {
@@ -119,8 +119,7 @@ std::string behindLinks(const std::string& name) {
 void syncDirectory(const std::string& name) {
     const std::size_t slash = name.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : name.substr(0, slash + 1);
-    const Descriptor opened(
-        ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); // NOLINT(*-vararg)
+    const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.isOpen()) {
         ::fsync(opened.get());
     }

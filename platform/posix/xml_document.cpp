@@ -22,11 +22,11 @@ using namespace orvel::platform;
 
 constexpr const char* xmlWhiteSpace = " \t\r\n";
 
-template <auto function>
+template <auto Function>
 struct Freed {
     template <class Pointer>
     void operator()(Pointer* object) const noexcept {
-        function(object);
+        Function(object);
     }
 };
 struct TextFreed {

@@ -14,7 +14,7 @@
 #else
 namespace {
 void __lsan_disable() {} // NOLINT(bugprone-reserved-identifier): the sanitizer's own names
-void __lsan_enable() {}  // NOLINT(bugprone-reserved-identifier)
+void __lsan_enable() {}
 } // namespace
 #endif
 
