@@ -41,8 +41,8 @@ std::string unknownError(std::uint32_t hresult) {
 namespace orvel::platform {
 
 std::string hresultText(std::uint32_t hresult) {
-    const auto known = std::find_if(knownStatuses.begin(), knownStatuses.end(),
-                                    [hresult](const KnownStatus& status) { return status.hresult == hresult; });
+    const auto* const known = std::ranges::find_if(
+        knownStatuses, [hresult](const KnownStatus& status) { return status.hresult == hresult; });
     if (known != knownStatuses.end()) {
         return known->text;
     }
