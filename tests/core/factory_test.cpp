@@ -81,16 +81,12 @@ TEST_F(Factory, providersComeFromTheArgumentTheSlotsOrTheFile) {
 TEST_F(Factory, adoNeedsADatabaseAndAnInstanceButNoServer) {
     const std::string database = "<Database>Engine</Database>";
     const std::string instance = "<Instance>i</Instance>";
+    using Row = std::tuple<std::string, const char*, const char*, bool>;
     for (const auto& [defaults, databaseArgument, instanceArgument, lacks] :
-         {std::tuple(std::string(), static_cast<const char*>(nullptr), static_cast<const char*>(nullptr),
-                     true),
-          {database, nullptr, nullptr, true},
-          {instance, nullptr, nullptr, true},
-          {database + instance, nullptr, nullptr, false},
-          {instance, "", nullptr, false},
-          {database, nullptr, "", false},
-          {"", "", nullptr, true},
-          {"", "", "", false}}) {
+         {Row{"", nullptr, nullptr, true}, Row{database, nullptr, nullptr, true},
+          Row{instance, nullptr, nullptr, true}, Row{database + instance, nullptr, nullptr, false},
+          Row{instance, "", nullptr, false}, Row{database, nullptr, "", false}, Row{"", "", nullptr, true},
+          Row{"", "", "", false}}) {
         EXPECT_EQ(made(5, write("", defaults), databaseArgument, instanceArgument) == missing, lacks)
             << defaults << "; an empty argument is a value";
     }

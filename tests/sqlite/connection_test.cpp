@@ -31,13 +31,12 @@ TEST(SqliteException, aBusyDatabaseIsOneCodeWhateverWasAsked) {
 
 TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
     const orvel::tests::SqliteProbe probe(config);
-    for (const auto& [name, path, expected] : {std::tuple("Parts", "C:\\Data", "C:\\Data\\Parts.db3"),
-                                               {"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
-                                               {"Parts", "C:/Data/", "C:/Data/\\Parts.db3"},
-                                               {"Parts", nullptr, ".\\Parts.db3"},
-                                               {"Parts", "", ".\\Parts.db3"},
-                                               {"Parts", "x", "x\\Parts.db3"},
-                                               {nullptr, "\\", "\\.db3"}}) {
+    using Row = std::tuple<const char*, const char*, const char*>;
+    for (const auto& [name, path, expected] :
+         {Row{"Parts", "C:\\Data", "C:\\Data\\Parts.db3"}, Row{"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
+          Row{"Parts", "C:/Data/", "C:/Data/\\Parts.db3"}, Row{"Parts", nullptr, ".\\Parts.db3"},
+          Row{"Parts", "", ".\\Parts.db3"}, Row{"Parts", "x", "x\\Parts.db3"},
+          Row{nullptr, "\\", "\\.db3"}}) {
         std::string out = "before";
         probe.getDBPathName(name, path, out);
         EXPECT_EQ(out, expected);
@@ -141,12 +140,9 @@ TEST_F(SqliteConnection, aWriteLockIsBusyAfterTheTimeoutAndNotBefore) {
 }
 
 TEST_F(SqliteConnection, theBusyTimeoutComesFromTheConfigurationAndOutlivesClosing) {
-    for (const auto& [value, expected] : {std::pair("", 30000),
-                                          {"2500", 2500},
-                                          {"2500abc", 2500},
-                                          {"0", 30000},
-                                          {"-5", 30000},
-                                          {"abc", 30000}}) {
+    using Row = std::pair<const char*, int>;
+    for (const auto& [value, expected] : {Row{"", 30000}, Row{"2500", 2500}, Row{"2500abc", 2500},
+                                          Row{"0", 30000}, Row{"-5", 30000}, Row{"abc", 30000}}) {
         const std::string common =
             *value == '\0' ? "" : std::string("<DefaultTimeout>") + value + "</DefaultTimeout>";
         config = directory.write("timeout.xml", orvel::tests::sqliteConfiguration("", common));

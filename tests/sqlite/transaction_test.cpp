@@ -41,11 +41,11 @@ protected:
 };
 
 TEST_F(SqliteTransaction, onlyTheOutermostReachesSqlite) {
-    for (const auto& [flags, steps, begin, end] : {std::tuple(0U, "bbcc", "BEGIN DEFERRED", "COMMIT"),
-                                                   {4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
-                                                   {1U, "ba", "BEGIN DEFERRED", "ROLLBACK"},
-                                                   {2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
-                                                   {6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
+    using Row = std::tuple<unsigned int, const char*, const char*, const char*>;
+    for (const auto& [flags, steps, begin, end] :
+         {Row{0U, "bbcc", "BEGIN DEFERRED", "COMMIT"}, Row{4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
+          Row{1U, "ba", "BEGIN DEFERRED", "ROLLBACK"}, Row{2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
+          Row{6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
         QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 1, nullptr);
         testing::internal::CaptureStderr();
         for (const char step : std::string(steps)) {
