@@ -13,6 +13,7 @@
 
 namespace {
 
+using orvel::tests::DiagnosticLines;
 using orvel::tests::expectError;
 using orvel::tests::traceOf;
 using testing::ElementsAre;
@@ -139,12 +140,12 @@ TEST_F(SqliteQuery, tellsTypesAndNullsOfTheCurrentRow) {
 TEST_F(SqliteQuery, aStepThatFailsEndsTheCursorWithALineAndNoException) {
     const std::string overflow = "SELECT abs(-9223372036854775807 - 1)";
     const QD_OrvelQueryHandle rows = query("SELECT 1 UNION ALL " + overflow);
-    const orvel::tests::DiagnosticLines lines;
+    const DiagnosticLines lines;
     rows->nextRow();
     EXPECT_TRUE(rows->eof());
     EXPECT_EQ(read(rows, 0), nothing);
     EXPECT_THAT(
-        orvel::tests::DiagnosticLines::all(),
+        DiagnosticLines::all(),
         ElementsAre(testing::MatchesRegex(
             "CATCH QD_OrvelException: QD_SQOrvelInterface, Line [0-9]+, QD_SQOrvelQuery::nextRow - Orvel: "
             "Cannot retrieve record row. \\(21\\), Provider: integer overflow \\(1\\), hr: 0, .*")));

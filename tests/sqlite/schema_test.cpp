@@ -13,6 +13,7 @@
 
 namespace {
 
+using orvel::tests::errorOf;
 using orvel::tests::expectError;
 using orvel::tests::traceOf;
 using testing::ElementsAre;
@@ -91,10 +92,10 @@ TEST_F(SqliteSchema, listsTablesInSqlitesOrderAndFindsThemByExactName) {
     for (const auto& [name, expected] : {std::pair("parts", true), {"PARTS", false}, {"v", false}}) {
         EXPECT_EQ(connection->tableExists(name), expected) << name;
     }
-    EXPECT_EQ(orvel::tests::errorOf([&] { (void)connection->tableExists("o'clock"); }).code, 34);
+    EXPECT_EQ(errorOf([&] { (void)connection->tableExists("o'clock"); }).code, 34);
     EXPECT_EQ(connection->getTableColumnNames("parts", names), 2);
     EXPECT_THAT(names, ElementsAre("id", "\u00e4"));
-    EXPECT_EQ(orvel::tests::errorOf([&] { connection->getTableColumnNames(nullptr, names); }).code, 23);
+    EXPECT_EQ(errorOf([&] { connection->getTableColumnNames(nullptr, names); }).code, 23);
     EXPECT_THAT(names, ElementsAre());
     names = {"before"};
     expectError([&] { connection->getTableColumnNames("missing", names); },
@@ -166,7 +167,7 @@ TEST_F(SqliteSchema, createsDatabasesThroughAConnectionOfItsOwn) {
     expectError([&] { create("Broken", "Half"); }, {34, 1, "near \"nonsense\": syntax error",
                                                     traceOf("compile compile execNoQuery createDatabase")});
     EXPECT_TRUE(exists("Half")) << "what was created stays";
-    EXPECT_EQ(orvel::tests::errorOf([&] { create("Plain", "missing/x"); }).code, QD_ORVEL_ERR_OPEN_DATABASE);
+    EXPECT_EQ(errorOf([&] { create("Plain", "missing/x"); }).code, QD_ORVEL_ERR_OPEN_DATABASE);
 }
 
 TEST_F(SqliteSchema, dropsTheDatabaseThatIsOpenUnderWhateverName) {

@@ -11,19 +11,21 @@
 
 namespace {
 
+using orvel::tests::errorOf;
 using orvel::tests::expectError;
+using orvel::tests::SqliteProbe;
 using orvel::tests::traceOf;
 
 class SqliteTransaction : public orvel::tests::SqliteTest {
 protected:
     SqliteTransaction() {
-        probe = new orvel::tests::SqliteProbe(config);
+        probe = new SqliteProbe(config);
         connection = QD_OrvelConnectionHandle(probe);
         connection->open("Parts", path().c_str(), 0);
         connection->execNoQuery("CREATE TABLE t (a)", 0);
     }
 
-    orvel::tests::SqliteProbe* probe;
+    SqliteProbe* probe;
     QD_OrvelConnectionHandle connection;
 
     void insert() { connection->execNoQuery("INSERT INTO t VALUES (1)", 0); }
@@ -74,7 +76,7 @@ TEST_F(SqliteTransaction, anInnerAbortRollsNothingBackAndAnUncommittedOneEveryth
 }
 
 TEST_F(SqliteTransaction, withoutABeginThereIsNothingToEndAndAFailedOneCounts) {
-    orvel::tests::SqliteProbe closed(config);
+    SqliteProbe closed(config);
     expectError([&] { closed.beginTransaction(0, ""); },
                 {12, 1000, "Null Database pointer", traceOf("checkDB beginTransaction")});
     expectError([&] { closed.commitTransaction(""); },
@@ -92,23 +94,23 @@ TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
 }
 
 TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
-    const std::function<void()> ends[] = {
-        [] {}, [&] { connection->execNoQuery("COMMIT", 0); },
-        [&] {
-            connection->close();
-            connection->open("Parts", path().c_str(), 0);
-        },
-        [&] { // behind the connection's back
-            connection->execQuery("ROLLBACK", 0);
-            probe->beginTransaction(0, "");
-            connection->execQuery("COMMIT", 0);
-            EXPECT_EQ(orvel::tests::errorOf([&] { probe->abortTransaction(""); }).code, 34);
-        }};
+    const std::function<void()> ends[] = {[] {}, [&] { connection->execNoQuery("COMMIT", 0); },
+                                          [&] {
+                                              connection->close();
+                                              connection->open("Parts", path().c_str(), 0);
+                                          },
+                                          [&] { // behind the connection's back
+                                              connection->execQuery("ROLLBACK", 0);
+                                              probe->beginTransaction(0, "");
+                                              connection->execQuery("COMMIT", 0);
+                                              EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code,
+                                                        34);
+                                          }};
     for (const std::function<void()>& end : ends) {
         &end != ends ? failCommit() : void();
         end();
         connection->execNoQuery("DELETE FROM t; BEGIN; INSERT INTO t VALUES (1)", 0);
-        EXPECT_EQ(orvel::tests::errorOf([&] { probe->abortTransaction(""); }).code, 18);
+        EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 18);
         EXPECT_NO_THROW(connection->execNoQuery("COMMIT", 0)) << &end - ends;
         EXPECT_EQ(rows(opened()), 1);
     }
