@@ -166,7 +166,9 @@ TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompilingAndHoldsNo
         int value = 0;
         rows->getIntField(0, value);
         EXPECT_EQ(value, from);
-        from == 2 ? rows->close() : void(); // closing does as well as going
+        if (from == 2) { // closing does as well as going
+            rows->close();
+        }
     }
     EXPECT_EQ(numbers(lookup->execQuery(0)), "1 2 3") << "the same parameters again";
     EXPECT_EQ(compilations, before);

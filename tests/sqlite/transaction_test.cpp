@@ -70,7 +70,9 @@ TEST_F(SqliteTransaction, anInnerAbortRollsNothingBackAndAnUncommittedOneEveryth
             insert();
         }
         EXPECT_EQ(rows(connection), commits ? 2 : 4);
-        commits ? outer.commit() : void();
+        if (commits) {
+            outer.commit();
+        }
     }
     EXPECT_EQ(rows(opened()), 2);
 }
@@ -107,7 +109,9 @@ TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
                                                         34);
                                           }};
     for (const std::function<void()>& end : ends) {
-        &end != ends ? failCommit() : void();
+        if (&end != ends) {
+            failCommit();
+        }
         end();
         connection->execNoQuery("DELETE FROM t; BEGIN; INSERT INTO t VALUES (1)", 0);
         EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 18);
