@@ -179,7 +179,7 @@ TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompilingAndHoldsNo
 }
 
 TEST_F(SqliteCommand, aLivingQueryIsSteppedOnwardWithItsParametersAndOutlivesItsCommand) {
-    QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE b = ? ORDER BY a");
+    QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE b = ?");
     lookup->addStringParam("a text that is no small one");
     const QD_OrvelQueryHandle rows = lookup->execQuery(0);
     const QD_OrvelQueryHandle onward = lookup->execQuery(0);
