@@ -16,16 +16,12 @@ using orvel::tests::Error;
 using orvel::tests::expectError;
 
 TEST(ErrorText, gapsAndOutsidersFallBackWhile35HasATextOfItsOwn) {
-    for (const auto& [code, text] : {std::pair(0, "No Error"),
-                                     {1, "Cannot read configuration file"},
-                                     {12, "The database is not open"},
-                                     {30, "Cannot retrieve the last inserted ID"},
-                                     {31, "Unspecified Error"},
-                                     {32, "Out of memory"},
-                                     {34, "Internal provider error"},
-                                     {35, "Unspecified error"},
-                                     {36, "Unspecified Error"},
-                                     {-1, "Unspecified Error"}}) {
+    using Row = std::pair<int, const char*>;
+    for (const auto& [code, text] :
+         {Row{0, "No Error"}, Row{1, "Cannot read configuration file"}, Row{12, "The database is not open"},
+          Row{30, "Cannot retrieve the last inserted ID"}, Row{31, "Unspecified Error"},
+          Row{32, "Out of memory"}, Row{34, "Internal provider error"}, Row{35, "Unspecified error"},
+          Row{36, "Unspecified Error"}, Row{-1, "Unspecified Error"}}) {
         EXPECT_STREQ(errorText(static_cast<QD_OrvelError>(code)), text) << code;
     }
 }

@@ -61,23 +61,19 @@ const char* const longText =
 const char* const longName = "QD_SQOrvelConnection::aFunctionWithAQualifiedNameLongEnoughForTheHeap";
 
 /// Runs `body` with 0, 1, 2 ... allocations until it answers that it has done its work; how many that took.
-/// `failed` looks at what each failure has left, with memory again; it is given the exception if there is one.
-long sweep(const std::function<bool()>& body, const std::function<void(const QD_OrvelException*)>& failed) {
+/// `failed` looks at what each failure has left, with memory again.
+long sweep(const std::function<bool()>& body, const std::function<void(const std::exception_ptr&)>& failed) {
     for (long allowed = 0; allowed < 200; ++allowed) {
-        std::optional<AllocationLimit> limit(allowed);
+        std::exception_ptr error;
         try {
+            const AllocationLimit limit(allowed);
             if (body()) {
                 return allowed;
             }
-            limit.reset();
-            failed(nullptr);
-        } catch (const QD_OrvelException& exception) {
-            limit.reset();
-            failed(&exception);
-        } catch (const std::bad_alloc&) {
-            limit.reset();
-            failed(nullptr);
+        } catch (...) {
+            error = std::current_exception();
         }
+        failed(error);
     }
     return -1;
 }
@@ -86,9 +82,8 @@ TEST(ExhaustedMemory, makingAndCopyingExceptionsEndsInCode32) {
     QD_OrvelException original(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0);
     QD_OrvelException target(QD_ORVEL_ERR_NOT_OPEN, longName, 2, "", 0);
     const std::string message = original.errorMessage();
-    const auto expect32 = [&](const QD_OrvelException* exception) {
-        ASSERT_NE(exception, nullptr);
-        EXPECT_EQ(orvel::tests::describe(*exception), outOfMemory);
+    const auto expect32 = [&](const std::exception_ptr& error) {
+        orvel::tests::expectError([&] { std::rethrow_exception(error); }, outOfMemory);
         EXPECT_EQ(target.errorCode(), QD_ORVEL_ERR_NOT_OPEN) << "nothing half-assigned";
     };
     const auto made = [] {
@@ -151,9 +146,9 @@ TEST_F(ExhaustedMemorySqlite, failsWithoutATraceAndGoesOnWithMemory) {
     const std::string place = path();
     const QD_OrvelConnectionHandle opening = closed(), connection = opened();
     connection->execNoQuery("CREATE TABLE t (a)", 0);
-    const auto stillClosed = [&](const QD_OrvelException*) { EXPECT_FALSE(opening->isOpen()); };
+    const auto stillClosed = [&](const std::exception_ptr&) { EXPECT_FALSE(opening->isOpen()); };
     EXPECT_GT(sweep([&] { return opening->open("Parts", place.c_str(), 0), true; }, stillClosed), 0);
-    const auto unchanged = [&](const QD_OrvelException*) { EXPECT_EQ(rows(opening), 0); };
+    const auto unchanged = [&](const std::exception_ptr&) { EXPECT_EQ(rows(opening), 0); };
     QD_OrvelCommandHandle insert;
     const auto prepare = [&] {
         insert = connection->createCommand("INSERT INTO t VALUES (?)", 0);

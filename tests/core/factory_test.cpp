@@ -12,6 +12,8 @@
 
 namespace {
 
+using orvel::tests::errorOf;
+
 const std::string refused = "2 QD_OrvelConnection::create <- QD_OrvelConnection::create";
 const std::string missing =
     "26 " + orvel::tests::traceOf("getProviderDefault getProviderDefault QD_OrvelConnection::create",
@@ -42,7 +44,7 @@ protected:
     static std::string made(int provider, const std::string& file, const char* database = nullptr,
                             const char* instance = nullptr) {
         std::string name = "ADO";
-        const orvel::tests::Error error = orvel::tests::errorOf([&] {
+        const orvel::tests::Error error = errorOf([&] {
             const auto connection = QD_OrvelConnection::create(static_cast<QD_OrvelProvider>(provider),
                                                                file.c_str(), nullptr, database, instance);
             if (connection->getProvider() != nullptr) {
@@ -81,16 +83,12 @@ TEST_F(Factory, providersComeFromTheArgumentTheSlotsOrTheFile) {
 TEST_F(Factory, adoNeedsADatabaseAndAnInstanceButNoServer) {
     const std::string database = "<Database>Engine</Database>";
     const std::string instance = "<Instance>i</Instance>";
+    using Row = std::tuple<std::string, const char*, const char*, bool>;
     for (const auto& [defaults, databaseArgument, instanceArgument, lacks] :
-         {std::tuple(std::string(), static_cast<const char*>(nullptr), static_cast<const char*>(nullptr),
-                     true),
-          {database, nullptr, nullptr, true},
-          {instance, nullptr, nullptr, true},
-          {database + instance, nullptr, nullptr, false},
-          {instance, "", nullptr, false},
-          {database, nullptr, "", false},
-          {"", "", nullptr, true},
-          {"", "", "", false}}) {
+         {Row{"", nullptr, nullptr, true}, Row{database, nullptr, nullptr, true},
+          Row{instance, nullptr, nullptr, true}, Row{database + instance, nullptr, nullptr, false},
+          Row{instance, "", nullptr, false}, Row{database, nullptr, "", false}, Row{"", "", nullptr, true},
+          Row{"", "", "", false}}) {
         EXPECT_EQ(made(5, write("", defaults), databaseArgument, instanceArgument) == missing, lacks)
             << defaults << "; an empty argument is a value";
     }
@@ -101,7 +99,7 @@ TEST_F(Factory, theFileNameComesFromTheArgumentOrElseFromItsSlot) {
     set(QD_ORVEL_APPDEF_CONFIG_FILE, 0, directory.file("none.xml").c_str());
     EXPECT_EQ(made(4, file), "SQLITE");
     EXPECT_EQ(made(4, "").substr(0, 2), "1 ");
-    EXPECT_EQ(orvel::tests::errorOf([] { QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE); }).code, 1);
+    EXPECT_EQ(errorOf([] { QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE); }).code, 1);
     set(QD_ORVEL_APPDEF_CONFIG_FILE, 0, file.c_str());
     set(QD_ORVEL_APPDEF_CONFIG_FILE, 0, nullptr); // leaves it as it is
     for (const int unknown : {0, 6, -1}) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "QD_SQOrvelConnection.h"
 #include "tests/support/diagnostic_lines.h"
@@ -63,15 +64,10 @@ protected:
             connection.release(); // the transaction keeps it
             for (const char step : steps) {
                 const Error failure = errorOf([&] {
-                    if (step == 'b') {
-                        transaction.begin();
-                    }
-                    if (step == 'c') {
-                        transaction.commit();
-                    }
-                    if (step == 'a') {
-                        transaction.abort();
-                    }
+                    step == 'b'   ? transaction.begin()
+                    : step == 'c' ? transaction.commit()
+                    : step == 'a' ? transaction.abort()
+                                  : void();
                 });
                 calls += failure.code < 0 ? "" : std::to_string(failure.code) + " " + failure.trace + ";";
             }
@@ -81,22 +77,15 @@ protected:
 };
 
 TEST_F(Transaction, reachesTheProviderOnceForEachChangeOfState) {
-    struct Case {
-        const char* steps;
-        const char* failing;
-        const char* expected;
-    };
-    for (const Case& item : {Case{"", "", ""},
-                             {"B", "", "begin 6n;abort n;"},
-                             {"Bcc", "", "begin 6n;commit n;"},
-                             {"bbca", "", "begin 6n;commit n;"},
-                             {"ca", "", ""},
-                             {"Baa", "", "begin 6n;abort n;"},
-                             {"bcb", "", "begin 6n;commit n;begin 6n;abort n;"},
-                             {"Bc", "commit", "begin 6n;commit n;31 Scripted;abort n;"},
-                             {"b", "begin", "begin 6n;31 Scripted;"}}) {
-        run(QD_OrvelConnectionHandle(new Scripted(config.c_str(), item.failing)), item.steps, "n");
-        EXPECT_EQ(calls, std::string(item.expected) + "gone;") << item.steps;
+    using Row = std::tuple<const char*, const char*, const char*>;
+    for (const auto& [steps, failing, expected] :
+         {Row{"", "", ""}, Row{"B", "", "begin 6n;abort n;"}, Row{"Bcc", "", "begin 6n;commit n;"},
+          Row{"bbca", "", "begin 6n;commit n;"}, Row{"ca", "", ""}, Row{"Baa", "", "begin 6n;abort n;"},
+          Row{"bcb", "", "begin 6n;commit n;begin 6n;abort n;"},
+          Row{"Bc", "commit", "begin 6n;commit n;31 Scripted;abort n;"},
+          Row{"b", "begin", "begin 6n;31 Scripted;"}}) {
+        run(QD_OrvelConnectionHandle(new Scripted(config.c_str(), failing)), steps, "n");
+        EXPECT_EQ(calls, std::string(expected) + "gone;") << steps;
     }
 }
 

@@ -166,7 +166,9 @@ TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompilingAndHoldsNo
         int value = 0;
         rows->getIntField(0, value);
         EXPECT_EQ(value, from);
-        from == 2 ? rows->close() : void(); // closing does as well as going
+        if (from == 2) { // closing does as well as going
+            rows->close();
+        }
     }
     EXPECT_EQ(numbers(lookup->execQuery(0)), "1 2 3") << "the same parameters again";
     EXPECT_EQ(compilations, before);
@@ -177,7 +179,7 @@ TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompilingAndHoldsNo
 }
 
 TEST_F(SqliteCommand, aLivingQueryIsSteppedOnwardWithItsParametersAndOutlivesItsCommand) {
-    QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE b = ? ORDER BY a");
+    QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE b = ?");
     lookup->addStringParam("a text that is no small one");
     const QD_OrvelQueryHandle rows = lookup->execQuery(0);
     const QD_OrvelQueryHandle onward = lookup->execQuery(0);

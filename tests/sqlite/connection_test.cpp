@@ -15,7 +15,10 @@
 
 namespace {
 
+using orvel::tests::errorOf;
 using orvel::tests::expectError;
+using orvel::tests::sqliteConfiguration;
+using orvel::tests::SqliteProbe;
 using orvel::tests::traceOf;
 
 using SqliteConnection = orvel::tests::SqliteTest;
@@ -30,14 +33,13 @@ TEST(SqliteException, aBusyDatabaseIsOneCodeWhateverWasAsked) {
 }
 
 TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
-    const orvel::tests::SqliteProbe probe(config);
-    for (const auto& [name, path, expected] : {std::tuple("Parts", "C:\\Data", "C:\\Data\\Parts.db3"),
-                                               {"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
-                                               {"Parts", "C:/Data/", "C:/Data/\\Parts.db3"},
-                                               {"Parts", nullptr, ".\\Parts.db3"},
-                                               {"Parts", "", ".\\Parts.db3"},
-                                               {"Parts", "x", "x\\Parts.db3"},
-                                               {nullptr, "\\", "\\.db3"}}) {
+    const SqliteProbe probe(config);
+    using Row = std::tuple<const char*, const char*, const char*>;
+    for (const auto& [name, path, expected] :
+         {Row{"Parts", "C:\\Data", "C:\\Data\\Parts.db3"}, Row{"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
+          Row{"Parts", "C:/Data/", "C:/Data/\\Parts.db3"}, Row{"Parts", nullptr, ".\\Parts.db3"},
+          Row{"Parts", "", ".\\Parts.db3"}, Row{"Parts", "x", "x\\Parts.db3"},
+          Row{nullptr, "\\", "\\.db3"}}) {
         std::string out = "before";
         probe.getDBPathName(name, path, out);
         EXPECT_EQ(out, expected);
@@ -97,12 +99,16 @@ TEST_F(SqliteConnection, runsEveryStatementOfATextUpToAFailingOne) {
         },
         {34, 19, "UNIQUE constraint failed: t.a", traceOf("execNoQuery execNoQuery")});
     EXPECT_EQ(rows(connection), 4);
+    opened()->execNoQuery("ALTER TABLE t ADD COLUMN b", 0); // what others change meets no statement
+    EXPECT_EQ(connection->execNoQuery("DELETE FROM t", 0), 4);
+    opened()->execNoQuery("ALTER TABLE t ADD COLUMN c", 0);
+    EXPECT_EQ(connection->execQueryScalar("SELECT COUNT(c) FROM t", 0), 0);
     expectError([&] { connection->execQuery("SELECT * FROM missing", 0); },
                 {34, 1, "no such table: missing", traceOf("compile compile execQuery")});
 }
 
 TEST_F(SqliteConnection, compilingTellsWhereTheRestBegins) {
-    orvel::tests::SqliteProbe probe(config);
+    SqliteProbe probe(config);
     expectError([&] { probe.compile(nullptr); },
                 {22, 0, "", traceOf("QD_OrvelTools::throwOnNullString compile")});
     probe.open("Parts", path().c_str(), 0);
@@ -112,7 +118,7 @@ TEST_F(SqliteConnection, compilingTellsWhereTheRestBegins) {
     EXPECT_STREQ(tail, " SELECT 2");
     EXPECT_EQ(sqlite3_column_count(statement), 1);
     sqlite3_finalize(statement);
-    EXPECT_EQ(orvel::tests::errorOf([&] { probe.compile("nonsense", &statement, &tail); }).code, 34);
+    EXPECT_EQ(errorOf([&] { probe.compile("nonsense", &statement, &tail); }).code, 34);
     EXPECT_EQ(statement, nullptr);
     EXPECT_STREQ(tail, " SELECT 2") << "as it was";
     EXPECT_EQ(probe.compile("-- nothing"), nullptr);
@@ -120,7 +126,7 @@ TEST_F(SqliteConnection, compilingTellsWhereTheRestBegins) {
 
 TEST_F(SqliteConnection, aWriteLockIsBusyAfterTheTimeoutAndNotBefore) {
     constexpr auto timeout = std::chrono::milliseconds(300);
-    const std::string set = orvel::tests::sqliteConfiguration(
+    const std::string set = sqliteConfiguration(
         "<DatabaseTemplates><D><CreateDatabase>x</CreateDatabase><SetupDatabase>CREATE TABLE u "
         "(a)</SetupDatabase></D></DatabaseTemplates>");
     config = directory.write("database.xml", set);
@@ -141,15 +147,12 @@ TEST_F(SqliteConnection, aWriteLockIsBusyAfterTheTimeoutAndNotBefore) {
 }
 
 TEST_F(SqliteConnection, theBusyTimeoutComesFromTheConfigurationAndOutlivesClosing) {
-    for (const auto& [value, expected] : {std::pair("", 30000),
-                                          {"2500", 2500},
-                                          {"2500abc", 2500},
-                                          {"0", 30000},
-                                          {"-5", 30000},
-                                          {"abc", 30000}}) {
+    using Row = std::pair<const char*, int>;
+    for (const auto& [value, expected] : {Row{"", 30000}, Row{"2500", 2500}, Row{"2500abc", 2500},
+                                          Row{"0", 30000}, Row{"-5", 30000}, Row{"abc", 30000}}) {
         const std::string common =
             *value == '\0' ? "" : std::string("<DefaultTimeout>") + value + "</DefaultTimeout>";
-        config = directory.write("timeout.xml", orvel::tests::sqliteConfiguration("", common));
+        config = directory.write("timeout.xml", sqliteConfiguration("", common));
         QD_OrvelConnection::flushDBConfig();
         EXPECT_EQ(opened()->execQueryScalar("PRAGMA busy_timeout", 0), expected) << value;
     }
@@ -194,7 +197,7 @@ TEST_F(SqliteConnection, anotherNarrowEncodingIsConvertedOnEveryWay) {
         EXPECT_EQ(value, "");
         EXPECT_TRUE(rows->getFieldName(0, value));
         EXPECT_EQ(value, "ma\xdf");
-        EXPECT_EQ(orvel::tests::errorOf([&] { connection->execNoQuery("SELECT 1 FROM \xe9", 0); }).provText,
+        EXPECT_EQ(errorOf([&] { connection->execNoQuery("SELECT 1 FROM \xe9", 0); }).provText,
                   "no such table: \xe9");
     }
     EXPECT_THAT(directory.read("Ma\u00df.db3"), testing::HasSubstr("\u00e9\u00df\u00e4"))
@@ -205,7 +208,7 @@ TEST_F(SqliteConnection, closingLeavesLivingStatementsWorkingAndTheLastOfThemClo
     QD_OrvelConnectionHandle connection = opened();
     const QD_OrvelConnectionHandle other = opened();
     const auto locked = [&] {
-        return orvel::tests::errorOf([&] { other->execNoQuery("INSERT INTO t VALUES (0)", 0); }).code == 31;
+        return errorOf([&] { other->execNoQuery("INSERT INTO t VALUES (0)", 0); }).code == 31;
     };
     other->setBusyTimeout(0);
     connection->execNoQuery("CREATE TABLE t (a); INSERT INTO t VALUES (1), (2); BEGIN IMMEDIATE", 0);
@@ -240,7 +243,7 @@ TEST_F(SqliteConnection, tracesTheTextAsGivenBeforeItRuns) {
     testing::internal::CaptureStderr();
     connection->execNoQuery("", 0);
     connection->execQueryScalar("SELECT '%s'", 0);
-    orvel::tests::errorOf([&] { connection->execNoQuery("nonsense", 0); });
+    errorOf([&] { connection->execNoQuery("nonsense", 0); });
     const QD_OrvelCommandHandle command = connection->createCommand("CREATE TABLE IF NOT EXISTS t (a)", 0);
     command->execNoQuery(0); // writes none
     command->execQuery(0);

@@ -13,6 +13,7 @@
 
 namespace {
 
+using orvel::tests::DiagnosticLines;
 using orvel::tests::expectError;
 using orvel::tests::traceOf;
 using testing::ElementsAre;
@@ -43,19 +44,16 @@ protected:
 const char* const nothing = "0:0 0:0 0:0 0: 0:9";
 
 TEST_F(SqliteQuery, convertsValuesAsSqliteDoes) {
+    using Row = std::pair<const char*, const char*>;
     for (const auto& [value, expected] :
-         {std::pair("42", "1:42 1:42 1:42 1:42 1:2"),
-          {"0", "1:0 1:0 1:0 1:0 1:1"},
-          {"0.0", "1:0 1:0 1:0 1:0.0 1:3"},
-          {"'12abc'", "1:12 1:12 1:12 1:12abc 1:5"},
-          {"'abc'", "1:0 1:0 1:0 1:abc 1:3"},
-          {"2.75", "1:2 1:2 1:2.75 1:2.75 1:4"},
-          {"4294967297", "1:1 1:4294967297 1:4.29497e+09 1:4294967297 1:10"},
-          {"-9223372036854775808", "1:0 1:-9223372036854775808 1:-9.22337e+18 1:-9223372036854775808 1:20"},
-          {"''", "1:0 1:0 1:0 1: 0:0"},
-          {"x''", "1:0 1:0 1:0 1: 0:0"},
-          {"'\u20ac'", "1:0 1:0 1:0 1:\u20ac 1:3"},
-          {"NULL", nothing}}) {
+         {Row{"42", "1:42 1:42 1:42 1:42 1:2"}, Row{"0", "1:0 1:0 1:0 1:0 1:1"},
+          Row{"0.0", "1:0 1:0 1:0 1:0.0 1:3"}, Row{"'12abc'", "1:12 1:12 1:12 1:12abc 1:5"},
+          Row{"'abc'", "1:0 1:0 1:0 1:abc 1:3"}, Row{"2.75", "1:2 1:2 1:2.75 1:2.75 1:4"},
+          Row{"4294967297", "1:1 1:4294967297 1:4.29497e+09 1:4294967297 1:10"},
+          Row{"-9223372036854775808",
+              "1:0 1:-9223372036854775808 1:-9.22337e+18 1:-9223372036854775808 1:20"},
+          Row{"''", "1:0 1:0 1:0 1: 0:0"}, Row{"x''", "1:0 1:0 1:0 1: 0:0"},
+          Row{"'\u20ac'", "1:0 1:0 1:0 1:\u20ac 1:3"}, Row{"NULL", nothing}}) {
         const QD_OrvelQueryHandle rows = query(std::string("SELECT ") + value + " AS a");
         EXPECT_EQ(read(rows, 0), expected);
         EXPECT_EQ(read(rows, "a"), expected);
@@ -142,12 +140,12 @@ TEST_F(SqliteQuery, tellsTypesAndNullsOfTheCurrentRow) {
 TEST_F(SqliteQuery, aStepThatFailsEndsTheCursorWithALineAndNoException) {
     const std::string overflow = "SELECT abs(-9223372036854775807 - 1)";
     const QD_OrvelQueryHandle rows = query("SELECT 1 UNION ALL " + overflow);
-    const orvel::tests::DiagnosticLines lines;
+    const DiagnosticLines lines;
     rows->nextRow();
     EXPECT_TRUE(rows->eof());
     EXPECT_EQ(read(rows, 0), nothing);
     EXPECT_THAT(
-        orvel::tests::DiagnosticLines::all(),
+        DiagnosticLines::all(),
         ElementsAre(testing::MatchesRegex(
             "CATCH QD_OrvelException: QD_SQOrvelInterface, Line [0-9]+, QD_SQOrvelQuery::nextRow - Orvel: "
             "Cannot retrieve record row. \\(21\\), Provider: integer overflow \\(1\\), hr: 0, .*")));

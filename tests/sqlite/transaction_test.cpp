@@ -11,19 +11,21 @@
 
 namespace {
 
+using orvel::tests::errorOf;
 using orvel::tests::expectError;
+using orvel::tests::SqliteProbe;
 using orvel::tests::traceOf;
 
 class SqliteTransaction : public orvel::tests::SqliteTest {
 protected:
     SqliteTransaction() {
-        probe = new orvel::tests::SqliteProbe(config);
+        probe = new SqliteProbe(config);
         connection = QD_OrvelConnectionHandle(probe);
         connection->open("Parts", path().c_str(), 0);
         connection->execNoQuery("CREATE TABLE t (a)", 0);
     }
 
-    orvel::tests::SqliteProbe* probe;
+    SqliteProbe* probe;
     QD_OrvelConnectionHandle connection;
 
     void insert() { connection->execNoQuery("INSERT INTO t VALUES (1)", 0); }
@@ -41,11 +43,11 @@ protected:
 };
 
 TEST_F(SqliteTransaction, onlyTheOutermostReachesSqlite) {
-    for (const auto& [flags, steps, begin, end] : {std::tuple(0U, "bbcc", "BEGIN DEFERRED", "COMMIT"),
-                                                   {4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
-                                                   {1U, "ba", "BEGIN DEFERRED", "ROLLBACK"},
-                                                   {2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
-                                                   {6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
+    using Row = std::tuple<unsigned int, const char*, const char*, const char*>;
+    for (const auto& [flags, steps, begin, end] :
+         {Row{0U, "bbcc", "BEGIN DEFERRED", "COMMIT"}, Row{4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
+          Row{1U, "ba", "BEGIN DEFERRED", "ROLLBACK"}, Row{2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
+          Row{6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
         QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 1, nullptr);
         testing::internal::CaptureStderr();
         for (const char step : std::string(steps)) {
@@ -68,13 +70,15 @@ TEST_F(SqliteTransaction, anInnerAbortRollsNothingBackAndAnUncommittedOneEveryth
             insert();
         }
         EXPECT_EQ(rows(connection), commits ? 2 : 4);
-        commits ? outer.commit() : void();
+        if (commits) {
+            outer.commit();
+        }
     }
     EXPECT_EQ(rows(opened()), 2);
 }
 
 TEST_F(SqliteTransaction, withoutABeginThereIsNothingToEndAndAFailedOneCounts) {
-    orvel::tests::SqliteProbe closed(config);
+    SqliteProbe closed(config);
     expectError([&] { closed.beginTransaction(0, ""); },
                 {12, 1000, "Null Database pointer", traceOf("checkDB beginTransaction")});
     expectError([&] { closed.commitTransaction(""); },
@@ -92,23 +96,25 @@ TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
 }
 
 TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
-    const std::function<void()> ends[] = {
-        [] {}, [&] { connection->execNoQuery("COMMIT", 0); },
-        [&] {
-            connection->close();
-            connection->open("Parts", path().c_str(), 0);
-        },
-        [&] { // behind the connection's back
-            connection->execQuery("ROLLBACK", 0);
-            probe->beginTransaction(0, "");
-            connection->execQuery("COMMIT", 0);
-            EXPECT_EQ(orvel::tests::errorOf([&] { probe->abortTransaction(""); }).code, 34);
-        }};
+    const std::function<void()> ends[] = {[] {}, [&] { connection->execNoQuery("COMMIT", 0); },
+                                          [&] {
+                                              connection->close();
+                                              connection->open("Parts", path().c_str(), 0);
+                                          },
+                                          [&] { // behind the connection's back
+                                              connection->execQuery("ROLLBACK", 0);
+                                              probe->beginTransaction(0, "");
+                                              connection->execQuery("COMMIT", 0);
+                                              EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code,
+                                                        34);
+                                          }};
     for (const std::function<void()>& end : ends) {
-        &end != ends ? failCommit() : void();
+        if (&end != ends) {
+            failCommit();
+        }
         end();
         connection->execNoQuery("DELETE FROM t; BEGIN; INSERT INTO t VALUES (1)", 0);
-        EXPECT_EQ(orvel::tests::errorOf([&] { probe->abortTransaction(""); }).code, 18);
+        EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 18);
         EXPECT_NO_THROW(connection->execNoQuery("COMMIT", 0)) << &end - ends;
         EXPECT_EQ(rows(opened()), 1);
     }
