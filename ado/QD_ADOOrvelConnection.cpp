@@ -34,8 +34,8 @@ std::string orEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 QD_OrvelConnectionHandle QD_ADOOrvelConnection::create(const char* configFile, const char* server,
                                                        const char* database, const char* instance) {
-    return QD_OrvelConnectionHandle(new (std::nothrow)
-                                        QD_ADOOrvelConnection(configFile, server, database, instance));
+    auto* const made = new (std::nothrow) QD_ADOOrvelConnection(configFile, server, database, instance);
+    return QD_OrvelConnectionHandle(made);
 }
 
 QD_ADOOrvelConnection::QD_ADOOrvelConnection(const char* configFile, const char* serverName,
