@@ -1,5 +1,7 @@
 // What a configuration file costs by the number of its table templates.
 
+#include <orvel/QD_OrvelConfig.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -7,8 +9,6 @@
 #include <fstream>
 #include <initializer_list>
 #include <string>
-
-#include "QD_OrvelConfig.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 #include <iterator>
-#include <string_view>
+#include <span>
 
 #include "platform/ado/constants.h"
 #include "platform/odbc/session.h"
@@ -67,14 +67,6 @@ const TypeMapping& mappingOf(SQLSMALLINT sqlType) noexcept {
     return mapping != std::end(mappings) ? *mapping : otherType;
 }
 
-struct Description {
-    std::string name;
-    SQLSMALLINT sqlType = 0;
-    SQLULEN size = 0;
-    SQLSMALLINT scale = 0;
-    SQLLEN octets = 0;
-};
-
 SQLLEN numberAttribute(SQLHSTMT statement, SQLUSMALLINT number, SQLUSMALLINT attribute) {
     SQLLEN value = 0;
     SQLColAttribute(statement, number, attribute, nullptr, 0, nullptr, &value);
@@ -87,6 +79,8 @@ std::string typeName(SQLHSTMT statement, SQLUSMALLINT number) {
                     nullptr, nullptr);
     return name.data();
 }
+
+constexpr std::size_t commonNameSize = 256;
 
 // Values above this are not worth a place in a block of rows.
 constexpr SQLLEN largestBound = 1024;
@@ -106,10 +100,9 @@ std::size_t decimalBound(const Description& description, const EngineTraits& tra
                : 0;
 }
 
-std::size_t textBound(SQLHSTMT statement, SQLUSMALLINT number, const Description& description,
+std::size_t textBound(SQLHSTMT statement, SQLUSMALLINT number, const Description& description, SQLLEN octets,
                       const EngineTraits& traits) {
-    if (description.size == 0 || description.size >= traits.unlimitedTextSize ||
-        description.octets > largestBound) {
+    if (description.size == 0 || description.size >= traits.unlimitedTextSize || octets > largestBound) {
         return 0;
     }
     if (traits.engine == Engine::postgresql) {
@@ -120,22 +113,20 @@ std::size_t textBound(SQLHSTMT statement, SQLUSMALLINT number, const Description
         }
     }
     constexpr SQLULEN longestCharacter = 4;
-    const SQLULEN bytes =
-        std::max(description.size * longestCharacter, static_cast<SQLULEN>(description.octets));
+    const SQLULEN bytes = std::max(description.size * longestCharacter, static_cast<SQLULEN>(octets));
     return bytes + 1;
 }
 
-std::size_t bytesBound(const Description& description, const EngineTraits& traits) {
+std::size_t bytesBound(SQLLEN octets, const EngineTraits& traits) {
     const bool honest = traits.engine == Engine::mariadb;
-    return honest && description.octets > 0 && description.octets <= largestBound
-               ? static_cast<std::size_t>(description.octets)
-               : 0;
+    return honest && octets > 0 && octets <= largestBound ? static_cast<std::size_t>(octets) : 0;
 }
 
-std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Description& description, CellKind kind,
+std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Column& column, SQLLEN octets,
                     const EngineTraits& traits) {
     constexpr std::size_t guidBound = 64;
-    switch (kind) {
+    const Description& description = column.description;
+    switch (column.kind) {
     case CellKind::boolean:
         return sizeof(unsigned char);
     case CellKind::single:
@@ -145,31 +136,34 @@ std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Description& 
     case CellKind::date:
         return traits.engine != Engine::sqlite ? dateBound : 0;
     case CellKind::bytes:
-        return bytesBound(description, traits);
+        return bytesBound(octets, traits);
     case CellKind::text:
         return description.sqlType == SQL_GUID ? guidBound
-                                               : textBound(statement, number, description, traits);
+                                               : textBound(statement, number, description, octets, traits);
     default:
         return sizeof(std::int64_t);
     }
 }
 
+/// Asks with room for a name of `name.size()`; afterwards `name` is the name, or too short for it.
+bool ask(SQLHSTMT statement, SQLUSMALLINT number, std::span<char> name, SQLSMALLINT& length,
+         Description& description) {
+    SQLSMALLINT nullable = 0;
+    return succeeded(SQLDescribeCol(statement, number, reinterpret_cast<SQLCHAR*>(name.data()), // NOLINT
+                                    static_cast<SQLSMALLINT>(name.size()), &length, &description.sqlType,
+                                    &description.size, &description.scale, &nullable));
+}
+
 Description describe(SQLHSTMT statement, SQLUSMALLINT number) {
     Description description;
-    std::string name(256, '\0');
+    std::string name(commonNameSize, '\0');
     SQLSMALLINT length = 0;
-    SQLSMALLINT nullable = 0;
-    const auto ask = [&] {
-        return SQLDescribeCol(statement, number, sqlText(name), static_cast<SQLSMALLINT>(name.size()),
-                              &length, &description.sqlType, &description.size, &description.scale,
-                              &nullable);
-    };
-    SQLRETURN code = ask();
-    if (succeeded(code) && static_cast<std::size_t>(length) >= name.size()) {
+    bool known = ask(statement, number, name, length, description);
+    if (known && static_cast<std::size_t>(length) >= name.size()) {
         name.resize(static_cast<std::size_t>(length) + 1);
-        code = ask();
+        known = ask(statement, number, name, length, description);
     }
-    if (!succeeded(code)) {
+    if (!known) {
         description.sqlType = SQL_UNKNOWN_TYPE;
     }
     name.resize(std::strlen(name.c_str()));
@@ -177,73 +171,36 @@ Description describe(SQLHSTMT statement, SQLUSMALLINT number) {
     return description;
 }
 
-std::string_view viewOf(const Cell& cell) { return {cell.data, static_cast<std::size_t>(cell.length)}; }
-
-template <class Number>
-Number numberOf(const Cell& cell) noexcept {
-    Number number;
-    std::memcpy(&number, cell.data, sizeof number);
-    return number;
-}
-
-void assignText(Variant& value, std::string_view text) {
-    if (auto* old = std::get_if<std::string>(&value)) {
-        old->assign(text);
-    } else {
-        value.emplace<std::string>(text);
-    }
-}
-
-/// The driver writes decimals as its locale has them; what no Decimal can hold stays the text that it is.
-void readDecimal(const Cell& cell, Variant& value) {
-    std::string text(viewOf(cell));
-    std::ranges::replace(text, ',', '.');
-    Decimal decimal;
-    if (parseExact(text, decimal)) {
-        value = decimal;
-    } else {
-        assignText(value, text);
-    }
-}
-
-/// Engines have dates and times that are none here (infinity, hours beyond a day): those stay texts.
-void readDate(const Cell& cell, Variant& value) {
-    Date date;
-    if (parseDate(viewOf(cell), date)) {
-        value = date;
-    } else {
-        assignText(value, viewOf(cell));
-    }
-}
-
-void readBytes(const Cell& cell, Variant& value) {
-    const auto* first = reinterpret_cast<const std::byte*>(cell.data); // NOLINT: bytes of any object
-    const auto* last = first + cell.length;
-    if (auto* old = std::get_if<Bytes>(&value)) {
-        old->assign(first, last);
-    } else {
-        value.emplace<Bytes>(first, last);
-    }
-}
-
 } // namespace
 
 namespace orvel::platform::odbc {
 
 Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTraits& traits) {
-    Description description = describe(statement, number);
-    const TypeMapping& mapping = mappingOf(description.sqlType);
-    Column column{std::move(description.name), mapping.type, mapping.kind, 0};
-    if (mapping.kind == CellKind::integer) {
-        const bool isUnsigned = numberAttribute(statement, number, SQL_DESC_UNSIGNED) == SQL_TRUE;
-        column.type = isUnsigned ? mapping.unsignedType : mapping.type;
-        column.kind = isUnsigned ? CellKind::unsignedInteger : CellKind::integer;
+    Column column;
+    column.description = describe(statement, number);
+    const TypeMapping& mapping = mappingOf(column.description.sqlType);
+    column.type = mapping.type;
+    column.kind = mapping.kind;
+    if (mapping.kind == CellKind::integer &&
+        numberAttribute(statement, number, SQL_DESC_UNSIGNED) == SQL_TRUE) {
+        column.type = mapping.unsignedType;
+        column.kind = CellKind::unsignedInteger;
     }
+    SQLLEN octets = 0;
     if (mapping.kind == CellKind::text || mapping.kind == CellKind::bytes) {
-        description.octets = numberAttribute(statement, number, SQL_DESC_OCTET_LENGTH);
+        octets = numberAttribute(statement, number, SQL_DESC_OCTET_LENGTH);
     }
-    column.bound = boundOf(statement, number, description, column.kind, traits);
+    column.bound = boundOf(statement, number, column, octets, traits);
     return column;
+}
+
+bool isDescribedAs(SQLHSTMT statement, SQLUSMALLINT number, const Column& column) {
+    std::array<char, commonNameSize> name{};
+    SQLSMALLINT length = 0;
+    Description now;
+    return ask(statement, number, name, length, now) && now.sqlType == column.description.sqlType &&
+           now.size == column.description.size && now.scale == column.description.scale &&
+           column.description.name == name.data();
 }
 
 SQLSMALLINT Column::transferType() const noexcept {
@@ -266,66 +223,5 @@ SQLSMALLINT Column::transferType() const noexcept {
 }
 
 std::size_t Column::terminator() const noexcept { return transferType() == SQL_C_CHAR ? 1 : 0; }
-
-void readCell(const Column& column, const Cell& cell, Variant& value) {
-    if (cell.length == SQL_NULL_DATA) {
-        value = Null{};
-        return;
-    }
-    switch (column.kind) {
-    case CellKind::integer:
-        value = numberOf<std::int64_t>(cell);
-        break;
-    case CellKind::unsignedInteger:
-        value = numberOf<std::uint64_t>(cell);
-        break;
-    case CellKind::single:
-        value = numberOf<float>(cell);
-        break;
-    case CellKind::real:
-        value = numberOf<double>(cell);
-        break;
-    case CellKind::boolean:
-        value = numberOf<unsigned char>(cell) != 0;
-        break;
-    case CellKind::decimal:
-        readDecimal(cell, value);
-        break;
-    case CellKind::date:
-        readDate(cell, value);
-        break;
-    case CellKind::text:
-        assignText(value, viewOf(cell));
-        break;
-    case CellKind::bytes:
-        readBytes(cell, value);
-        break;
-    }
-}
-
-std::int32_t actualSize(const Column& column, const Cell& cell) noexcept {
-    if (cell.length == SQL_NULL_DATA) {
-        return 0;
-    }
-    switch (column.type) {
-    case adTinyInt:
-    case adUnsignedTinyInt:
-        return 1;
-    case adSmallInt:
-    case adUnsignedSmallInt:
-    case adBoolean:
-        return 2;
-    case adInteger:
-    case adUnsignedInt:
-    case adSingle:
-        return 4;
-    case adBigInt:
-    case adUnsignedBigInt:
-    case adDouble:
-        return 8;
-    default:
-        return static_cast<std::int32_t>(cell.length);
-    }
-}
 
 } // namespace orvel::platform::odbc

@@ -25,10 +25,20 @@ enum class CellKind : std::uint8_t {
     bytes
 };
 
+/// What the driver says of a column.
+struct Description {
+    std::string name;
+    SQLSMALLINT sqlType = 0;
+    SQLULEN size = 0;
+    SQLSMALLINT scale = 0;
+
+    friend bool operator==(const Description&, const Description&) = default;
+};
+
 /// How one column of a result is read. What its type is called decides, never what a caller asks for: drivers
 /// convert a number that does not fit to -1 and report success.
 struct Column {
-    std::string name;
+    Description description;
     std::int32_t type = 0; ///< an ado::DataType
     CellKind kind = CellKind::text;
     /// Bytes that hold every value of the column; 0: there is no such limit, or none to rely on.
@@ -45,8 +55,10 @@ struct Column {
 };
 
 /// The column with this number (from 1) of a statement's result.
-/// @param check  raises what the driver said when it is given a failure
 Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTraits& traits);
+
+/// Whether the driver still says the same of it: enough when the statement is the same, and cheaper.
+bool isDescribedAs(SQLHSTMT statement, SQLUSMALLINT number, const Column& column);
 
 /// One value as the driver delivered it; `length` is SQL_NULL_DATA for NULL.
 struct Cell {

@@ -39,7 +39,9 @@ ado::Ref<ado::Parameter> Command::createParameter(const std::string& /*name*/, s
     if (direction != ado::adParamInput) {
         throw ComError(ado::adErrInvalidArgument, "Parameters are for input only.");
     }
-    return std::make_shared<Parameter>(type, size, value);
+    auto parameter = parameterList->make();
+    parameter->assign(type, size, value);
+    return parameter;
 }
 
 ado::Ref<ado::Parameters> Command::parameters() { return parameterList; }

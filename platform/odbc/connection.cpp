@@ -60,6 +60,7 @@ Session& Connection::requireOpen() {
 
 void Connection::close() {
     requireOpen().disconnect();
+    direct.reset();
     session.reset();
 }
 
@@ -70,10 +71,23 @@ std::string Connection::version() { return driverVersion; }
 ado::Ref<ado::Recordset> Connection::execute(const std::string& commandText, ado::Variant* recordsAffected,
                                              std::int32_t options) {
     requireOpen();
-    const auto statement = std::make_shared<Statement>(session);
-    statement->setTimeout(commandTimeout);
-    statement->executeDirectly(commandText);
-    return deliver(statement, recordsAffected, options);
+    const auto& statement = directStatement();
+    try {
+        statement->executeDirectly(commandText);
+        return deliver(statement, recordsAffected, options);
+    } catch (...) {
+        statement->closeCursor();
+        throw;
+    }
+}
+
+const std::shared_ptr<Statement>& Connection::directStatement() {
+    if (direct == nullptr || direct.use_count() > 1 || !direct->isUsable()) {
+        direct.reset();
+        direct = std::make_shared<Statement>(session);
+    }
+    direct->setTimeout(commandTimeout);
+    return direct;
 }
 
 ado::Ref<ado::Recordset> Connection::deliver(const std::shared_ptr<Statement>& statement,

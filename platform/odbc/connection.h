@@ -46,6 +46,8 @@ public:
 private:
     std::shared_ptr<ErrorList> errorsOfLastCall = std::make_shared<ErrorList>();
     std::shared_ptr<Session> session;
+    std::shared_ptr<Statement>
+        direct; ///< of the last text that was executed; used again when nobody reads from it
     std::string driverName;
     std::string driverVersion;
     std::int32_t connectionTimeout = 0;
@@ -53,6 +55,7 @@ private:
     std::int32_t isolationLevel = 0;
 
     Session& requireOpen();
+    const std::shared_ptr<Statement>& directStatement();
 };
 
 } // namespace orvel::platform::odbc

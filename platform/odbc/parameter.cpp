@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <typeinfo>
 
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
@@ -52,8 +53,13 @@ std::int64_t bigIntegerOf(const Decimal& decimal) noexcept {
 
 namespace orvel::platform::odbc {
 
-Parameter::Parameter(std::int32_t ofType, std::int32_t ofSize, const ado::Variant& ofValue)
-    : type(ofType), size(ofSize), value(converted(ofType, ofValue)) {}
+void Parameter::assign(std::int32_t newType, std::int32_t newSize, const ado::Variant& newValue) {
+    value = converted(newType, newValue);
+    type = newType;
+    size = newSize;
+    precision = 0;
+    scale = 0;
+}
 
 void Parameter::appendChunk(const ado::Variant& data) {
     const auto* chunk = std::get_if<ado::Bytes>(&data);
@@ -72,10 +78,11 @@ bool Parameter::isComplete() const noexcept {
 }
 
 void ParameterList::append(const ado::Ref<ado::Parameter>& parameter) {
-    auto own = std::dynamic_pointer_cast<Parameter>(parameter.shared());
-    if (own == nullptr) {
+    const ado::Parameter* given = parameter.get();
+    if (given == nullptr || typeid(*given) != typeid(Parameter)) {
         throw ComError(adErrInvalidArgument, "There is no parameter to append.");
     }
+    auto own = std::static_pointer_cast<Parameter>(parameter.shared());
     if (!own->isComplete()) {
         throw ComError(adErrInvalidParamInfo, "A text or binary parameter needs a size.");
     }
@@ -86,7 +93,18 @@ void ParameterList::remove(std::int32_t index) {
     if (index < 0 || index >= count()) {
         throw ComError(adErrItemNotFound, "There is no parameter at this position.");
     }
-    parameters.erase(parameters.begin() + index);
+    const auto position = parameters.begin() + index;
+    removed.push_back(std::move(*position));
+    parameters.erase(position);
+}
+
+std::shared_ptr<Parameter> ParameterList::make() {
+    if (removed.empty()) {
+        return std::make_shared<Parameter>();
+    }
+    std::shared_ptr<Parameter> parameter = std::move(removed.back());
+    removed.pop_back();
+    return parameter.use_count() == 1 ? parameter : std::make_shared<Parameter>();
 }
 
 void ParameterBuffer::take(const Parameter& parameter, SQLUSMALLINT number, Statement& statement) {

@@ -16,7 +16,8 @@ class Statement;
 
 class Parameter final : public ado::Parameter {
 public:
-    Parameter(std::int32_t ofType, std::int32_t ofSize, const ado::Variant& ofValue);
+    /// Makes it a new parameter.
+    void assign(std::int32_t newType, std::int32_t newSize, const ado::Variant& newValue);
 
     void setPrecision(std::uint8_t digits) override { precision = digits; }
     void setNumericScale(std::uint8_t digits) override { scale = digits; }
@@ -28,8 +29,8 @@ public:
 private:
     friend class ParameterBuffer;
 
-    std::int32_t type;
-    std::int32_t size;
+    std::int32_t type = 0;
+    std::int32_t size = 0;
     ado::Variant value; ///< of the parameter's type, NULL, or missing
     std::uint8_t precision = 0;
     std::uint8_t scale = 0;
@@ -41,10 +42,14 @@ public:
     std::int32_t count() override { return static_cast<std::int32_t>(parameters.size()); }
     void remove(std::int32_t index) override;
 
+    /// A parameter to be appended: one that was removed, when nobody holds it any more. Commands that run
+    /// often get all their parameters anew each time.
+    std::shared_ptr<Parameter> make();
     const std::vector<std::shared_ptr<Parameter>>& all() const noexcept { return parameters; }
 
 private:
     std::vector<std::shared_ptr<Parameter>> parameters;
+    std::vector<std::shared_ptr<Parameter>> removed;
 };
 
 /// The memory that a marker is bound to. It is bound once; values of the same kind change it in place.

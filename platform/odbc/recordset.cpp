@@ -14,7 +14,7 @@ Recordset::Recordset(std::shared_ptr<Connection> ofConnection, std::shared_ptr<S
     if (statement == nullptr) {
         return;
     }
-    statement->reader().begin(columnCount);
+    statement->reader().begin(columnCount, statement->ranBefore());
     columns.reserve(static_cast<std::size_t>(columnCount));
     for (std::size_t position = 0; position < static_cast<std::size_t>(columnCount); ++position) {
         columns.emplace_back(*this, position);
@@ -85,8 +85,9 @@ const Column& Recordset::column(std::size_t position) const {
 
 ado::Ref<ado::Field> Recordset::item(std::string_view name) {
     const auto& described = requireOpen().reader().columns();
-    const auto found = std::ranges::find_if(
-        described, [name](const Column& column) { return ado::equalIgnoringCase(column.name, name); });
+    const auto found = std::ranges::find_if(described, [name](const Column& column) {
+        return ado::equalIgnoringCase(column.description.name, name);
+    });
     return fieldAt(static_cast<std::size_t>(found - described.begin()));
 }
 
@@ -102,7 +103,7 @@ ado::Ref<ado::Field> Recordset::fieldAt(std::size_t position) {
     return std::shared_ptr<Field>(shared_from_this(), &columns[position]);
 }
 
-std::string Field::name() { return recordset->column(position).name; }
+std::string Field::name() { return recordset->column(position).description.name; }
 
 std::int32_t Field::type() { return recordset->column(position).type; }
 

@@ -22,8 +22,11 @@ bool isUnbound(const Column& column) noexcept { return column.bound == 0; }
 
 namespace orvel::platform::odbc {
 
-void ResultReader::begin(SQLSMALLINT columnCount) {
+void ResultReader::begin(SQLSMALLINT columnCount, bool samePlan) {
     end();
+    if (samePlan && isBound && isDescribedAsBefore(columnCount)) {
+        return;
+    }
     std::vector<Column> columns;
     columns.reserve(static_cast<std::size_t>(columnCount));
     for (SQLUSMALLINT number = 1; number <= columnCount; ++number) {
@@ -35,6 +38,26 @@ void ResultReader::begin(SQLSMALLINT columnCount) {
         isBound = false;
         bind();
         isBound = true;
+    }
+}
+
+bool ResultReader::isDescribedAsBefore(SQLSMALLINT columnCount) const {
+    if (static_cast<std::size_t>(columnCount) != described.size()) {
+        return false;
+    }
+    SQLUSMALLINT number = 0;
+    return std::ranges::all_of(
+        described, [&](const Column& column) { return isDescribedAs(statement.get(), ++number, column); });
+}
+
+void ResultReader::end() noexcept {
+    rowsInBlock = row = 0;
+    constexpr std::size_t worthKeeping = std::size_t{64} * 1024;
+    for (std::size_t column = boundColumns; column < storages.size(); ++column) {
+        if (storages[column].capacity > worthKeeping) {
+            storages[column].data.reset();
+            storages[column].capacity = 0;
+        }
     }
 }
 
@@ -96,7 +119,7 @@ bool ResultReader::next() {
 }
 
 bool ResultReader::fetchBlock() {
-    end();
+    rowsInBlock = row = 0;
     if (!statement.isUsable()) {
         return false;
     }
@@ -165,7 +188,8 @@ void ResultReader::requireWholeRow() const {
     for (const Limit& limit : limits) {
         const SQLLEN length = limit.lengths[row];
         if (length > limit.most || length == SQL_NO_TOTAL) {
-            throw ComError(ado::dbDataOverflow, "A value of column \"" + described[limit.column].name +
+            throw ComError(ado::dbDataOverflow, "A value of column \"" +
+                                                    described[limit.column].description.name +
                                                     "\" is longer than the driver described it.");
         }
     }

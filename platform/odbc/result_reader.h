@@ -24,14 +24,15 @@ public:
     explicit ResultReader(Statement& ofStatement) : statement(ofStatement) {}
 
     /// Gets ready for a new result, before its first row.
-    void begin(SQLSMALLINT columnCount);
+    /// @param samePlan  the statement is the one of the result before, prepared
+    void begin(SQLSMALLINT columnCount, bool samePlan);
     /// False at the end. After a failure, and once the connection is closed and the block is read, there are
     /// no more rows.
     bool next();
     /// The bindings are gone, with the plan they belonged to.
     void forgetBindings() noexcept { isBound = false; }
     /// No rows from now on.
-    void end() noexcept { rowsInBlock = row = 0; }
+    void end() noexcept;
 
     const std::vector<Column>& columns() const noexcept { return described; }
     /// Of the current row.
@@ -64,6 +65,7 @@ private:
     std::size_t row = 0;
     bool isBound = false;
 
+    bool isDescribedAsBefore(SQLSMALLINT columnCount) const;
     void layOut();
     void setLimits();
     void bind();

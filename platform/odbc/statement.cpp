@@ -1,5 +1,34 @@
 #include "platform/odbc/statement.h"
 
+#include <algorithm>
+#include <string_view>
+
+#include "platform/ado/ascii_case.h"
+
+namespace {
+
+using orvel::platform::ado::equalIgnoringCase;
+using orvel::platform::odbc::Engine;
+
+/// Whether a text may have more results than one. It is asked of every statement, so what is certain saves a
+/// call.
+bool mayHaveSeveralResults(std::string_view text, Engine engine) noexcept {
+    if (engine == Engine::other || engine == Engine::sqlServer) {
+        return true; // there, even a trigger may answer
+    }
+    const std::size_t separator = text.find(';');
+    if (separator != std::string_view::npos &&
+        text.find_first_not_of(" \t\r\n", separator + 1) != std::string_view::npos) {
+        return true;
+    }
+    const std::string_view word = text.substr(0, text.find_first_of(" \t\r\n("));
+    constexpr std::string_view answerOnce[] = {"SELECT", "INSERT", "UPDATE", "DELETE"};
+    return std::ranges::none_of(answerOnce,
+                                [word](std::string_view each) { return equalIgnoringCase(word, each); });
+}
+
+} // namespace
+
 namespace orvel::platform::odbc {
 
 Statement::Statement(std::shared_ptr<Session> ofSession)
@@ -27,16 +56,29 @@ void Statement::setTimeout(std::int32_t seconds) {
     }
 }
 
+void Statement::begin(const std::string& text) noexcept {
+    severalResults = mayHaveSeveralResults(text, owner->traits().engine);
+    executions = 0;
+    planHasNoColumns = false;
+    cursorOpen = true; // until it is known better
+}
+
 void Statement::executeDirectly(const std::string& text) {
+    begin(text);
     finishExecution(SQLExecDirect(handle.get(), sqlText(text), static_cast<SQLINTEGER>(text.size())));
 }
 
 void Statement::prepare(const std::string& text) {
+    begin(text);
     rows.forgetBindings();
     check(SQLPrepare(handle.get(), sqlText(text), static_cast<SQLINTEGER>(text.size())));
 }
 
-void Statement::execute() { finishExecution(SQLExecute(handle.get())); }
+void Statement::execute() {
+    cursorOpen = true;
+    finishExecution(SQLExecute(handle.get()));
+    ++executions;
+}
 
 /// Changing no row is a success to which some drivers answer "no data".
 void Statement::finishExecution(SQLRETURN code) {
@@ -48,9 +90,14 @@ void Statement::finishExecution(SQLRETURN code) {
 
 SQLSMALLINT Statement::columnCount() {
     SQLSMALLINT count = 0;
-    if (!changedNothing) {
+    if (changedNothing) {
+        return 0; // which tells nothing of the next execution: rows may have been asked for, and found none
+    }
+    if (!planHasNoColumns) {
         check(SQLNumResultCols(handle.get(), &count));
     }
+    planHasNoColumns = count == 0 && executions > 0;
+    cursorOpen = count > 0 || severalResults;
     return count;
 }
 
@@ -63,7 +110,7 @@ std::int64_t Statement::changedRows() {
 }
 
 void Statement::drainResults() {
-    SQLRETURN code = SQL_SUCCESS;
+    SQLRETURN code = severalResults ? SQL_SUCCESS : SQL_NO_DATA;
     while (isUsable() && code != SQL_NO_DATA) {
         code = SQLMoreResults(handle.get());
         if (code != SQL_NO_DATA) {
@@ -74,7 +121,7 @@ void Statement::drainResults() {
 
 void Statement::closeCursor() noexcept {
     rows.end();
-    if (isUsable()) {
+    if (isUsable() && std::exchange(cursorOpen, false)) {
         SQLFreeStmt(handle.get(), SQL_CLOSE);
     }
 }

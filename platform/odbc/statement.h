@@ -30,6 +30,8 @@ public:
     void prepare(const std::string& text);
     void execute();
 
+    /// What runs is what ran before, prepared.
+    bool ranBefore() const noexcept { return executions > 1; }
     /// Of the current result: 0 for one without rows.
     SQLSMALLINT columnCount();
     /// Rows that the current result's statement changed; -1 when the engine does not count.
@@ -51,8 +53,13 @@ private:
     StatementHandle handle;
     ResultReader rows;
     std::int32_t timeout = 0;
+    std::int32_t executions = 0; ///< of the plan that is prepared; 0 when none is
+    bool severalResults = false; ///< there may be more than one
+    bool planHasNoColumns = false;
     bool changedNothing = false;
+    bool cursorOpen = false;
 
+    void begin(const std::string& text) noexcept;
     void finishExecution(SQLRETURN code);
 };
 

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <memory>
+#include <functional>
 #include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "QD_OrvelException.h"
-#include "tests/support/expect_error.h"
+#include "tests/support/sqlite_test.h"
 
 namespace {
 
@@ -34,7 +33,6 @@ public:
     AllocationLimit(const AllocationLimit&) = delete;
     AllocationLimit& operator=(const AllocationLimit&) = delete;
     ~AllocationLimit() { allocationsLeft = unlimited; }
-    static bool reached() { return allocationsLeft == 0; }
 };
 
 } // namespace
@@ -52,104 +50,74 @@ void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace {
 
-using orvel::tests::Error;
-
+const orvel::tests::Error outOfMemory{32, 0, "", "QD_OrvelException::QD_OrvelException", 0};
 const char* const longText =
     "a text that is too long for the small string, so that it needs memory of its own";
 const char* const longName = "QD_SQOrvelConnection::aFunctionWithAQualifiedNameLongEnoughForTheHeap";
 
-const Error outOfMemory{32, 0, "", "QD_OrvelException::QD_OrvelException", 0};
-
-/// Runs `body` with 0, 1, 2 ... allocations until it needs no more; every failure on the way must be code 32.
-/// Answers how many were needed.
-template <class Body>
-long expectCode32WheneverMemoryEnds(Body body) {
-    for (long allowed = 0; allowed < 100; ++allowed) {
-        std::optional<QD_OrvelException> caught; // in place: nothing may allocate before the limit is lifted
-        bool succeeded = false;
-        {
-            const AllocationLimit limit(allowed);
-            try {
-                body();
-                succeeded = true;
-            } catch (QD_OrvelException& exception) {
-                try {
-                    caught.emplace(exception); // out of memory here as well: the copy's own exception counts
-                } catch (const QD_OrvelException& second) {
-                    EXPECT_EQ(second.errorCode(), QD_ORVEL_ERR_OUT_OF_MEMORY);
-                }
-                EXPECT_EQ(exception.errorCode(), QD_ORVEL_ERR_OUT_OF_MEMORY);
-                EXPECT_STREQ(exception.errorString(), "");
+/// Runs `body` with 0, 1, 2 ... allocations until it answers that it has done its work; how many that took.
+/// `failed` looks at what each failure has left, with memory again; it is given the exception if there is one.
+long sweep(const std::function<bool()>& body, const std::function<void(const QD_OrvelException*)>& failed) {
+    for (long allowed = 0; allowed < 200; ++allowed) {
+        std::optional<AllocationLimit> limit(allowed);
+        try {
+            if (body()) {
+                return allowed;
             }
-        }
-        if (succeeded) {
-            return allowed;
+            limit.reset();
+            failed(nullptr);
+        } catch (const QD_OrvelException& exception) {
+            limit.reset();
+            failed(&exception);
+        } catch (const std::bad_alloc&) {
+            limit.reset();
+            failed(nullptr);
         }
     }
-    ADD_FAILURE() << "never succeeded";
-    return 0;
+    return -1;
 }
 
-TEST(ExhaustedMemory, constructingEndsInCode32ForEveryAllocation) {
-    EXPECT_GE(expectCode32WheneverMemoryEnds([] {
-                  const QD_OrvelException exception(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0);
-                  if (exception.errorCode() != QD_ORVEL_ERR_PROVIDER) {
-                      std::abort();
-                  }
-              }),
-              3); // the record and its two texts
-}
-
-TEST(ExhaustedMemory, copyingEndsInCode32ForEveryAllocation) {
+TEST(ExhaustedMemory, makingAndCopyingExceptionsEndsInCode32) {
     QD_OrvelException original(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0);
-    const std::string message = original.errorMessage();
-    EXPECT_GE(expectCode32WheneverMemoryEnds([&] { const QD_OrvelException copy(original); }), 4);
-
     QD_OrvelException target(QD_ORVEL_ERR_NOT_OPEN, longName, 2, "", 0);
-    expectCode32WheneverMemoryEnds([&] {
-        try {
-            target = original;
-        } catch (...) {
-            if (target.errorCode() != QD_ORVEL_ERR_NOT_OPEN) {
-                std::abort();
-            } // nothing half-assigned
-            throw;
-        }
-    });
+    const std::string message = original.errorMessage();
+    const auto expect32 = [&](const QD_OrvelException* exception) {
+        ASSERT_NE(exception, nullptr);
+        EXPECT_EQ(orvel::tests::describe(*exception), outOfMemory);
+        EXPECT_EQ(target.errorCode(), QD_ORVEL_ERR_NOT_OPEN) << "nothing half-assigned";
+    };
+    const auto made = [] {
+        return QD_OrvelException(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0).errorCode() == 34;
+    };
+    EXPECT_GE(sweep(made, expect32), 3); // the record and its two texts
+    const auto copied = [&] {
+        const QD_OrvelException copy(original);
+        return copy.errorCode() == 34;
+    };
+    EXPECT_GE(sweep(copied, expect32), 4);
+    EXPECT_GE(sweep([&] { return (target = original).errorCode() == 34; }, expect32), 4);
     EXPECT_EQ(target.errorMessage(), message);
 }
 
-TEST(ExhaustedMemory, theExceptionTellsItsTraceAndMessageWithoutMemory) {
-    std::string message;
-    Error described;
+TEST(ExhaustedMemory, anExceptionTellsWhatItCanWithoutMemory) {
+    QD_OrvelException whole(QD_ORVEL_ERR_PROVIDER, longName, 1, "", 0);
+    std::optional<AllocationLimit> nothing(0);
     try {
-        const AllocationLimit nothing(0);
         throw QD_OrvelException(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0);
     } catch (QD_OrvelException& exception) {
-        {
-            const AllocationLimit nothing(0);
-            exception.addFunction(longName); // fits the room the record came with
-            EXPECT_STREQ(exception.errorMessage(), "Out of memory");
-        }
-        message = exception.errorMessage();
-        described = orvel::tests::describe(exception);
+        exception.addFunction(longName); // fits the room the record came with
+        whole.addFunction(longName);     // does not fit, and the trace stays as it is
+        EXPECT_STREQ(exception.errorMessage(), "Out of memory");
+        nothing.reset();
+        EXPECT_EQ(exception.errorMessage(), "Orvel: Out of memory. (32), Provider:  (0), hr: 0, Trace: " +
+                                                outOfMemory.trace + " <- " + longName);
     }
-    Error expected = outOfMemory;
-    expected.trace += std::string(" <- ") + longName;
-    EXPECT_EQ(described, expected);
-    EXPECT_EQ(message, "Orvel: Out of memory. (32), Provider:  (0), hr: 0, Trace: " + expected.trace);
-}
-
-TEST(ExhaustedMemory, aTraceThatCannotGrowStaysWhole) {
-    QD_OrvelException exception(QD_ORVEL_ERR_PROVIDER, longName, 1, "", 0);
-    {
-        const AllocationLimit nothing(0);
-        exception.addFunction(longName);
-    }
-    EXPECT_EQ(orvel::tests::describe(exception).trace, longName);
+    EXPECT_EQ(orvel::tests::describe(whole).trace, longName);
 }
 
 TEST(ExhaustedMemory, theReserveServesAgainOnceItsExceptionsAreGone) {
@@ -157,20 +125,78 @@ TEST(ExhaustedMemory, theReserveServesAgainOnceItsExceptionsAreGone) {
         const AllocationLimit nothing(0);
         throw QD_OrvelException(QD_ORVEL_ERR_PROVIDER, longName, 1, longText, 0);
     };
-    for (int round = 0; round < 3 * QD_OrvelException::outOfMemoryReserve; ++round) {
-        EXPECT_EQ(orvel::tests::errorOf(exhaust), outOfMemory);
-    }
-    std::vector<std::exception_ptr> alive(QD_OrvelException::outOfMemoryReserve);
-    for (std::exception_ptr& kept : alive) {
-        try {
-            exhaust();
-        } catch (const QD_OrvelException&) {
-            kept = std::current_exception();
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::exception_ptr> alive(QD_OrvelException::outOfMemoryReserve);
+        for (std::exception_ptr& kept : alive) {
+            try {
+                exhaust();
+            } catch (const QD_OrvelException& exception) {
+                EXPECT_EQ(orvel::tests::describe(exception), outOfMemory);
+                kept = std::current_exception();
+            }
         }
+        EXPECT_THROW(exhaust(), std::bad_alloc);
     }
-    EXPECT_THROW(exhaust(), std::bad_alloc);
-    alive.clear();
-    EXPECT_EQ(orvel::tests::errorOf(exhaust), outOfMemory);
+}
+
+class ExhaustedMemorySqlite : public orvel::tests::SqliteTest {
+protected:
+    ExhaustedMemorySqlite() {
+        QD_OrvelSetDebugOutput([](const char*) noexcept {});
+    } // what is swallowed is logged
+    ~ExhaustedMemorySqlite() override { QD_OrvelSetDebugOutput(nullptr); }
+};
+
+TEST_F(ExhaustedMemorySqlite, failsWithoutATraceAndGoesOnWithMemory) {
+    const std::string place = path();
+    const QD_OrvelConnectionHandle opening = closed(), connection = opened();
+    connection->execNoQuery("CREATE TABLE t (a)", 0);
+    const auto stillClosed = [&](const QD_OrvelException*) { EXPECT_FALSE(opening->isOpen()); };
+    EXPECT_GT(sweep([&] { return opening->open("Parts", place.c_str(), 0), true; }, stillClosed), 0);
+    const auto unchanged = [&](const QD_OrvelException*) { EXPECT_EQ(rows(opening), 0); };
+    QD_OrvelCommandHandle insert;
+    const auto prepare = [&] {
+        insert = connection->createCommand("INSERT INTO t VALUES (?)", 0);
+        return insert.isValid() && (insert->addStringParam(longText), true);
+    };
+    EXPECT_GT(sweep(prepare, unchanged), 0);
+    EXPECT_GT(sweep([&] { return connection->execQuery("SELECT * FROM t", 0).isValid(); }, unchanged), 0);
+    EXPECT_GT(
+        sweep([&] { return connection->execNoQuery("INSERT INTO t SELECT 'a long text' || 1", 0) == 1; },
+              unchanged),
+        0);
+    EXPECT_EQ(insert->execNoQuery(0), 1);
+    EXPECT_EQ(rows(opening), 2);
+}
+
+TEST_F(ExhaustedMemorySqlite, aCursorThatCannotSayWhyItFailedIsAtItsEndAllTheSame) {
+    const QD_OrvelConnectionHandle connection = opened();
+    for (long allowed = 0; allowed < 20; ++allowed) {
+        const QD_OrvelQueryHandle failing =
+            connection->execQuery("SELECT 1 UNION ALL SELECT abs(-9223372036854775807 - 1)", 0);
+        std::optional<AllocationLimit> limit(allowed);
+        failing->nextRow();
+        limit.reset();
+        int value = 1;
+        EXPECT_TRUE(failing->eof());
+        EXPECT_FALSE(failing->getIntField(0, value)) << allowed;
+    }
+}
+
+TEST_F(ExhaustedMemorySqlite, aQueryThatCannotBeMadeResetsItsCommandUnlessAnotherReadsIt) {
+    const QD_OrvelConnectionHandle connection = opened();
+    const QD_OrvelCommandHandle command = connection->createCommand("VALUES (1), (2), (3)", 0);
+    QD_OrvelQueryHandle first;
+    int value = 0;
+    for (const int expected : {1, 2}) {
+        {
+            const AllocationLimit none(0);
+            EXPECT_FALSE(command->execQuery(0).isValid());
+        }
+        first = expected == 1 ? command->execQuery(0) : first;
+        EXPECT_TRUE(first->getIntField(0, value));
+        EXPECT_EQ(value, expected);
+    }
 }
 
 } // namespace

@@ -4,83 +4,56 @@
 
 namespace {
 
+int alive = 0;
+
 class Counted : public QD_OrvelHandableClass {
 public:
-    explicit Counted(int& alive) : objects(alive) { ++objects; }
-    Counted(const Counted& other) : QD_OrvelHandableClass(other), objects(other.objects) { ++objects; }
+    Counted() { ++alive; }
+    Counted(const Counted& other) : QD_OrvelHandableClass(other) { ++alive; }
     Counted& operator=(const Counted&) = delete;
-    ~Counted() override { --objects; }
+    ~Counted() override { --alive; }
 
     QD_OrvelTypedHandle<Counted> next;
-
-private:
-    int& objects;
 };
 using Handle = QD_OrvelTypedHandle<Counted>;
 
-TEST(Handle, handlesBuiltSeparatelyFromOnePointerShareOneCount) {
-    int alive = 0;
-    auto* object = new Counted(alive);
+TEST(Handle, theLastOneToGoDeletesTheObjectHoweverTheyWereMade) {
+    auto* object = new Counted;
     Handle first(object);
-    Handle second(object);
+    Handle second(object); // of the pointer, not of the first handle
+    {
+        Handle third(first);
+        third.release();
+        third.release(); // drops nothing more, nor does its end
+        EXPECT_TRUE(third.isNull());
+        const Handle empty;
+        EXPECT_FALSE(Handle(empty).isValid());
+    }
     first.release();
     EXPECT_EQ(alive, 1);
     EXPECT_TRUE(second.isValid());
+    const Handle twin(new Counted(*object)); // a copy of the object that no handle knows yet
     second.release();
-    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(alive, 1);
 }
 
-TEST(Handle, anEmptyHandleSaysSoAndEndsQuietly) {
-    Handle empty;
-    EXPECT_TRUE(empty.isNull());
-    EXPECT_FALSE(empty.isValid());
-    EXPECT_EQ(empty.get(), nullptr);
-    const Handle copy(empty);
-    empty = copy;
-    EXPECT_TRUE(empty.isNull());
-}
-
-TEST(Handle, releasingTwiceDropsOneReference) {
-    int alive = 0;
-    Handle kept(new Counted(alive));
+TEST(Handle, assignmentKeepsEveryCountRight) {
     {
-        Handle other(kept);
-        other.release();
-        other.release();
-        EXPECT_TRUE(other.isNull());
+        Handle target(new Counted);
+        const Handle source(new Counted);
+        target = source;
+        EXPECT_EQ(alive, 1);
+        target = *&target;
+        EXPECT_EQ(target.get(), source.get());
+        target = Handle();
+        EXPECT_EQ(alive, 1);
+        Handle only(new Counted);
+        only = *&only;
+        only->next = Handle(new Counted);
+        only = only->next; // the source lives in the object that goes
+        EXPECT_EQ(alive, 2);
     }
-    EXPECT_EQ(alive, 1);
-}
-
-TEST(Handle, assignmentKeepsBothCountsRight) {
-    int alive = 0;
-    Handle target(new Counted(alive));
-    const Handle source(new Counted(alive));
-    target = source;
-    EXPECT_EQ(alive, 1);
-    EXPECT_EQ(target.get(), source.get());
-    target = *&target;
-    EXPECT_EQ(alive, 1);
-
-    Handle only(new Counted(alive));
-    only = *&only;
-    EXPECT_EQ(alive, 2);
-}
-
-TEST(Handle, theSourceOfAnAssignmentMayLiveInTheObjectThatGoes) {
-    int alive = 0;
-    Handle head(new Counted(alive));
-    head->next = Handle(new Counted(alive));
-    head = head->next;
-    EXPECT_EQ(alive, 1);
-    EXPECT_TRUE(head->next.isNull());
-}
-
-TEST(Handle, aCopiedObjectStartsWithoutHandles) {
-    int alive = 0;
-    const Handle original(new Counted(alive));
-    const Handle twin(new Counted(*original.get()));
-    EXPECT_EQ(alive, 2);
+    EXPECT_EQ(alive, 0);
 }
 
 static_assert(sizeof(Handle) == 2 * sizeof(void*));

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -22,85 +23,19 @@ std::size_t slot(Operation operation) {
     return static_cast<std::size_t>(offset - 1) / sizeof(void*);
 }
 
-struct Place {
-    const char* operation;
-    std::size_t actual;
-};
-
-void expectInOrder(const std::vector<Place>& places) {
-    std::size_t expected = 2; // behind the destructor
-    for (const Place& place : places) {
-        EXPECT_EQ(place.actual, expected++) << place.operation;
-    }
-}
-
-TEST(SlotOrder, exception) {
-    using E = QD_OrvelException;
-    expectInOrder({{"errorCode", slot(&E::errorCode)},
-                   {"errorString", slot(&E::errorString)},
-                   {"provErrorCode", slot(&E::provErrorCode)},
-                   {"provErrorString", slot(&E::provErrorString)},
-                   {"hrErrorCode", slot(&E::hrErrorCode)},
-                   {"addFunction", slot(&E::addFunction)},
-                   {"stackTrace", slot(&E::stackTrace)},
-                   {"errorMessage", slot(&E::errorMessage)}});
+template <class... Operations>
+void expectInOrder(Operations... operations) {
+    std::vector<std::size_t> expected(sizeof...(operations));
+    std::iota(expected.begin(), expected.end(), 2); // behind the destructor
+    EXPECT_EQ((std::vector<std::size_t>{slot(operations)...}), expected);
 }
 
 /// Reaches the protected operations.
 struct AnyConnection : QD_OrvelConnection {
-    static std::vector<Place> transactionPlaces() {
-        return {{"beginTransaction", slot(&AnyConnection::beginTransaction)},
-                {"commitTransaction", slot(&AnyConnection::commitTransaction)},
-                {"abortTransaction", slot(&AnyConnection::abortTransaction)}};
-    }
+    static constexpr auto begin = &AnyConnection::beginTransaction;
+    static constexpr auto commit = &AnyConnection::commitTransaction;
+    static constexpr auto abort = &AnyConnection::abortTransaction;
 };
-
-TEST(SlotOrder, connection) {
-    using C = QD_OrvelConnection;
-    std::vector<Place> places = {{"open", slot(&C::open)},
-                                 {"isOpen", slot(&C::isOpen)},
-                                 {"close", slot(&C::close)},
-                                 {"getTables", slot(&C::getTables)},
-                                 {"getTableColumnNames", slot(&C::getTableColumnNames)},
-                                 {"getTableRowCount", slot(&C::getTableRowCount)},
-                                 {"tableExists", slot(&C::tableExists)},
-                                 {"createTable", slot(&C::createTable)},
-                                 {"alterTable", slot(&C::alterTable)},
-                                 {"dropTable", slot(&C::dropTable)},
-                                 {"execNoQuery", slot(&C::execNoQuery)},
-                                 {"execQuery", slot(&C::execQuery)},
-                                 {"execQueryScalar", slot(&C::execQueryScalar)},
-                                 {"createCommand", slot(&C::createCommand)},
-                                 {"setBusyTimeout", slot(&C::setBusyTimeout)},
-                                 {"getLastInsertedId", slot(&C::getLastInsertedId)},
-                                 {"getProvider", slot(&C::getProvider)},
-                                 {"getVersion", slot(&C::getVersion)},
-                                 {"isClientServer", slot(&C::isClientServer)},
-                                 {"compressDatabase", slot(&C::compressDatabase)},
-                                 {"databaseExists", slot(&C::databaseExists)},
-                                 {"createDatabase", slot(&C::createDatabase)},
-                                 {"dropDatabase", slot(&C::dropDatabase)},
-                                 {"getDBCommand", slot(&C::getDBCommand)}};
-    for (const Place& place : AnyConnection::transactionPlaces()) {
-        places.push_back(place);
-    }
-    expectInOrder(places);
-}
-
-TEST(SlotOrder, command) {
-    using C = QD_OrvelCommand;
-    expectInOrder({{"execNoQuery", slot(&C::execNoQuery)},
-                   {"execQuery", slot(&C::execQuery)},
-                   {"addStringParam", slot(&C::addStringParam)},
-                   {"addIntParam", slot(&C::addIntParam)},
-                   {"addInt64Param", slot(&C::addInt64Param)},
-                   {"addDoubleParam", slot(&C::addDoubleParam)},
-                   {"addBlobParam", slot(&C::addBlobParam)},
-                   {"addEmptyParam", slot(&C::addEmptyParam)},
-                   {"resetParams", slot(&C::resetParams)},
-                   {"close", slot(&C::close)}});
-}
-
 template <class Value>
 using ByName = bool (QD_OrvelQuery::*)(const char*, Value&) const;
 template <class Value>
@@ -108,25 +43,27 @@ using ByIndex = bool (QD_OrvelQuery::*)(int, Value&) const;
 using BlobByName = bool (QD_OrvelQuery::*)(const char*, unsigned int&, unsigned char*) const;
 using BlobByIndex = bool (QD_OrvelQuery::*)(int, unsigned int&, unsigned char*) const;
 
-TEST(SlotOrder, query) {
+TEST(SlotOrder, isTheSameInEveryRelease) {
+    using E = QD_OrvelException;
+    expectInOrder(&E::errorCode, &E::errorString, &E::provErrorCode, &E::provErrorString, &E::hrErrorCode,
+                  &E::addFunction, &E::stackTrace, &E::errorMessage);
+    using N = QD_OrvelConnection;
+    expectInOrder(&N::open, &N::isOpen, &N::close, &N::getTables, &N::getTableColumnNames,
+                  &N::getTableRowCount, &N::tableExists, &N::createTable, &N::alterTable, &N::dropTable,
+                  &N::execNoQuery, &N::execQuery, &N::execQueryScalar, &N::createCommand, &N::setBusyTimeout,
+                  &N::getLastInsertedId, &N::getProvider, &N::getVersion, &N::isClientServer,
+                  &N::compressDatabase, &N::databaseExists, &N::createDatabase, &N::dropDatabase,
+                  &N::getDBCommand, AnyConnection::begin, AnyConnection::commit, AnyConnection::abort);
+    using C = QD_OrvelCommand;
+    expectInOrder(&C::execNoQuery, &C::execQuery, &C::addStringParam, &C::addIntParam, &C::addInt64Param,
+                  &C::addDoubleParam, &C::addBlobParam, &C::addEmptyParam, &C::resetParams, &C::close);
     using Q = QD_OrvelQuery;
-    expectInOrder({{"eof", slot(&Q::eof)},
-                   {"numFields", slot(&Q::numFields)},
-                   {"nextRow", slot(&Q::nextRow)},
-                   {"getFieldIndex", slot(&Q::getFieldIndex)},
-                   {"getFieldName", slot(&Q::getFieldName)},
-                   {"getFieldDeclType", slot(&Q::getFieldDeclType)},
-                   {"getIntField by name", slot<ByName<int>>(&Q::getIntField)},
-                   {"getIntField by index", slot<ByIndex<int>>(&Q::getIntField)},
-                   {"getInt64Field by name", slot<ByName<long long>>(&Q::getInt64Field)},
-                   {"getInt64Field by index", slot<ByIndex<long long>>(&Q::getInt64Field)},
-                   {"getDoubleField by name", slot<ByName<double>>(&Q::getDoubleField)},
-                   {"getDoubleField by index", slot<ByIndex<double>>(&Q::getDoubleField)},
-                   {"getStringField by name", slot<ByName<std::string>>(&Q::getStringField)},
-                   {"getStringField by index", slot<ByIndex<std::string>>(&Q::getStringField)},
-                   {"getBlobField by name", slot<BlobByName>(&Q::getBlobField)},
-                   {"getBlobField by index", slot<BlobByIndex>(&Q::getBlobField)},
-                   {"close", slot(&Q::close)}});
+    expectInOrder(&Q::eof, &Q::numFields, &Q::nextRow, &Q::getFieldIndex, &Q::getFieldName,
+                  &Q::getFieldDeclType, ByName<int>{&Q::getIntField}, ByIndex<int>{&Q::getIntField},
+                  ByName<long long>{&Q::getInt64Field}, ByIndex<long long>{&Q::getInt64Field},
+                  ByName<double>{&Q::getDoubleField}, ByIndex<double>{&Q::getDoubleField},
+                  ByName<std::string>{&Q::getStringField}, ByIndex<std::string>{&Q::getStringField},
+                  BlobByName{&Q::getBlobField}, BlobByIndex{&Q::getBlobField}, &Q::close);
 }
 
 static_assert(sizeof(QD_OrvelException) == 2 * sizeof(void*));

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <array>
 #include <string>
-#include <vector>
 
 #include "tests/support/sqlite_test.h"
 
@@ -16,8 +16,8 @@ int compilations = 0;
 // Stands before SQLite's own, to count how often the library compiles.
 extern "C" int sqlite3_prepare(sqlite3* db, const char* sql, int length, sqlite3_stmt** statement,
                                const char** tail) {
-    using Prepare = int (*)(sqlite3*, const char*, int, sqlite3_stmt**, const char**);
-    static const auto real = reinterpret_cast<Prepare>(::dlsym(RTLD_NEXT, "sqlite3_prepare"));
+    static const auto real =
+        reinterpret_cast<decltype(&sqlite3_prepare)>(::dlsym(RTLD_NEXT, "sqlite3_prepare"));
     ++compilations;
     return real(db, sql, length, statement, tail);
 }
@@ -25,139 +25,123 @@ extern "C" int sqlite3_prepare(sqlite3* db, const char* sql, int length, sqlite3
 namespace {
 
 using orvel::tests::Error;
-using orvel::tests::errorOf;
+using orvel::tests::expectError;
 
 class SqliteCommand : public orvel::tests::SqliteTest {
 protected:
-    SqliteCommand() { connection->execNoQuery("CREATE TABLE t (a INTEGER UNIQUE, b)", 0); }
-
-    QD_OrvelConnectionHandle connection = opened();
-
-    QD_OrvelCommandHandle command(const char* sql) const { return connection->createCommand(sql, 0); }
-
-    /// Every row of a command's query, the way such a query is read.
-    static std::vector<int> numbers(const QD_OrvelQueryHandle& rows) {
-        std::vector<int> found;
-        int value = 0;
-        if (rows->getIntField(0, value) && value != 0) {
-            found.push_back(value);
-        }
-        for (rows->nextRow(); rows->numFields() != 0; rows->nextRow()) {
-            rows->getIntField("a", value);
-            found.push_back(value);
-        }
-        return found;
+    SqliteCommand() {
+        connection->execNoQuery(
+            "CREATE TABLE t (a INTEGER UNIQUE, b); CREATE TABLE u (b); CREATE TABLE three AS SELECT "
+            "column1 AS a, 'a text that is no small one' AS b FROM (VALUES (1), (2), (3))",
+            0);
     }
 
-    static const Error& ended() {
-        static const Error error{22, 1000, "Null virtual machine pointer",
-                                 "QD_SQOrvelCommand::checkVM <- QD_SQOrvelCommand::execNoQuery", 0};
-        return error;
+    QD_OrvelConnectionHandle connection = opened();
+    const Error ended{22, 1000, "Null virtual machine pointer", trace("checkVM execNoQuery")};
+
+    static std::string trace(const std::string& functions) {
+        return orvel::tests::traceOf(functions, "QD_SQOrvelCommand");
+    }
+    QD_OrvelCommandHandle command(const char* sql) const { return connection->createCommand(sql, 0); }
+
+    template <class... Values>
+    static void bind(const QD_OrvelCommandHandle& command, Values... values) {
+        command->resetParams();
+        (command->addIntParam(values), ...);
+    }
+    /// Every row of a command's query, the way such a query is read.
+    static std::string numbers(const QD_OrvelQueryHandle& rows) {
+        int value = 0;
+        std::string found = rows->getIntField(0, value) && value != 0 ? std::to_string(value) : "";
+        for (rows->nextRow(); rows->numFields() != 0; rows->nextRow()) {
+            rows->getIntField("a", value);
+            found += " " + std::to_string(value);
+        }
+        return found;
     }
 };
 
 TEST_F(SqliteCommand, cannotBeMadeOfNothing) {
-    const std::string constructor = " <- QD_SQOrvelCommand::QD_SQOrvelCommand";
-    const Error empty{23, 0, "", "QD_OrvelTools::throwOnNullOrEmptyString" + constructor, 0};
-    EXPECT_EQ(errorOf([&] { command(nullptr); }), empty);
-    EXPECT_EQ(errorOf([&] { command(""); }), empty);
-    EXPECT_EQ(
-        errorOf([&] { command("-- a comment"); }),
-        (Error{22, 1000, "Null virtual machine pointer", "QD_SQOrvelCommand::checkVM" + constructor, 0}));
-    EXPECT_EQ(errorOf([&] { command("SELECT * FROM missing"); }),
-              (Error{34, 1, "no such table: missing",
-                     "QD_SQOrvelConnection::compile <- QD_SQOrvelConnection::compile" + constructor, 0}));
-    EXPECT_EQ(errorOf([&] { closed()->createCommand("SELECT 1", 0); }).trace,
-              "QD_SQOrvelConnection::checkDB <- QD_SQOrvelConnection::compile" + constructor);
+    for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
+        expectError([&] { command(empty); },
+                    {23, 0, "", trace("QD_OrvelTools::throwOnNullOrEmptyString QD_SQOrvelCommand")});
+    }
+    expectError([&] { command("-- a comment"); },
+                {22, 1000, "Null virtual machine pointer", trace("checkVM QD_SQOrvelCommand")});
+    const std::string compile = "QD_SQOrvelConnection::compile";
+    expectError([&] { command("SELECT * FROM missing"); },
+                {34, 1, "no such table: missing", trace(compile + " " + compile + " QD_SQOrvelCommand")});
+    expectError([&] { closed()->createCommand("SELECT 1", 0); },
+                {12, 1000, "Null Database pointer",
+                 trace("QD_SQOrvelConnection::checkDB " + compile + " QD_SQOrvelCommand")});
 }
 
-TEST_F(SqliteCommand, runsAgainWithTheSameAndWithNewParameters) {
-    connection->execNoQuery("CREATE TABLE u (a, b)", 0);
-    const QD_OrvelCommandHandle insert = command("INSERT INTO u VALUES (?, ?)");
-    insert->addIntParam(1);
-    insert->addStringParam("x");
-    EXPECT_EQ(insert->execNoQuery(0), 1);
-    EXPECT_EQ(insert->execNoQuery(0), 1);
-    insert->resetParams();
-    insert->addInt64Param(9223372036854775807LL);
-    insert->addDoubleParam(0.1);
-    insert->execNoQuery(0);
-    EXPECT_EQ(text(connection, "SELECT group_concat(a || ':' || b, ' ') FROM u"),
-              "1:x 1:x 9223372036854775807:0.1");
-}
-
-TEST_F(SqliteCommand, bindsEachKindAsWhatItIs) {
+TEST_F(SqliteCommand, bindsEachKindAsWhatItIsInEveryRun) {
     const QD_OrvelCommandHandle types =
-        command("INSERT INTO t SELECT NULL, group_concat(typeof(column1) || '=' || quote(column1)) "
-                "FROM (VALUES (?), (?), (?), (?), (?), (?), (?), (?), (?), (?))");
-    const std::vector<unsigned char> bytes = {0, 255};
+        command("INSERT INTO u SELECT group_concat(typeof(column1) || '=' || quote(column1)) "
+                "FROM (VALUES (?), (?), (?), (?), (?), (?), (?), (?), (?), (?), (?))");
+    const std::array<unsigned char, 2> bytes = {0, 255};
     types->addIntParam(-1);
     types->addInt64Param(-9000000000LL);
-    types->addDoubleParam(1e308);
+    types->addDoubleParam(-1.5);
     types->addStringParam("it's");
     types->addBlobParam(bytes.data(), 2);
     types->addStringParam(nullptr);
     types->addStringParam("");
     types->addBlobParam(bytes.data(), 0);
     types->addBlobParam(nullptr, 5);
+    types->addEmptyParam(QD_ORVEL_DATA_BLOB);
     types->addEmptyParam(static_cast<QD_OrvelDataKind>(77)); // every kind is the same NULL
     EXPECT_EQ(types->execNoQuery(0), 1);
-    EXPECT_EQ(text(connection, "SELECT b FROM t"), "integer=-1,integer=-9000000000,real=1.0e+308,text='it''s'"
-                                                   ",blob=X'00FF',null=NULL,null=NULL,null=NULL,"
-                                                   "null=NULL,null=NULL");
+    EXPECT_EQ(types->execNoQuery(0), 1);
+    EXPECT_EQ(text(connection, "SELECT b FROM u"),
+              "integer=-1,integer=-9000000000,real=-1.5,text='it''s',blob=X'00FF'"
+              ",null=NULL,null=NULL,null=NULL,null=NULL,null=NULL,null=NULL");
+    EXPECT_EQ(connection->execQueryScalar("SELECT COUNT(*) FROM u GROUP BY b", 0), 2) << "the same once more";
 }
 
 TEST_F(SqliteCommand, parametersAndMarkersNeedNotBeAsMany) {
     const QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (?, ?)");
-    for (const int value : {1, 2, 3}) {
-        insert->addIntParam(value);
-    }
-    EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }),
-              (Error{27, 25, "column index out of range",
-                     "QD_SQOrvelCommand::applyParams <- QD_SQOrvelCommand::execNoQuery", 0}));
-    insert->resetParams(); // the command goes on
-    insert->addIntParam(1);
-    insert->addStringParam("one");
+    bind(insert, 1, 2, 3);
+    expectError([&] { insert->execNoQuery(0); },
+                {27, 25, "column index out of range", trace("applyParams execNoQuery")});
+    bind(insert, 1, 2); // the command goes on
     insert->execNoQuery(0);
-    insert->resetParams();
-    insert->addIntParam(2);
+    bind(insert, 2);
     insert->execNoQuery(0);
-    EXPECT_EQ(connection->execQueryScalar("SELECT COUNT(*) FROM t WHERE a = 2 AND b IS NULL", 0), 1)
+    EXPECT_EQ(text(connection, "SELECT group_concat(a || coalesce(b, 'null')) FROM t"), "12,2null")
         << "nothing of an earlier run is left in a marker without a parameter";
 }
 
-TEST_F(SqliteCommand, aRunThatFailsEndsIt) {
+TEST_F(SqliteCommand, aRunThatFailsEndsItAndClosingDoes) {
     const QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (1, 1)");
     insert->execNoQuery(0);
-    EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }),
-              (Error{34, 1, "UNIQUE constraint failed: t.a",
-                     "QD_SQOrvelCommand::execNoQuery <- QD_SQOrvelCommand::execNoQuery", 0}));
-    EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }), ended());
+    expectError([&] { insert->execNoQuery(0); },
+                {34, 1, "UNIQUE constraint failed: t.a", trace("execNoQuery execNoQuery")});
+    expectError([&] { insert->execNoQuery(0); }, ended);
 
-    const QD_OrvelCommandHandle select = command("SELECT 1");
-    const Error yieldsRows = errorOf([&] { select->execNoQuery(0); });
-    EXPECT_EQ(yieldsRows.code, QD_ORVEL_ERR_PROVIDER);
-    EXPECT_EQ(yieldsRows.provCode, 100U);
-    EXPECT_EQ(errorOf([&] { select->execNoQuery(0); }), ended());
+    const QD_OrvelCommandHandle select = command("SELECT a FROM three");
+    const QD_OrvelQueryHandle left = select->execQuery(0); // shares the statement that ends
+    expectError([&] { select->execNoQuery(0); }, {34, 100, "not an error", trace("execNoQuery execNoQuery")});
+    expectError([&] { select->execNoQuery(0); }, ended);
+    int value = 1;
+    EXPECT_FALSE(left->getIntField(0, value));
+    left->nextRow();
+    EXPECT_TRUE(left->eof());
 
-    const QD_OrvelCommandHandle closing = command("SELECT 1");
-    closing->close();
-    closing->close();
-    EXPECT_EQ(errorOf([&] { closing->execNoQuery(0); }), ended());
-}
-
-TEST_F(SqliteCommand, aLockedDatabaseIsBusy) {
     const QD_OrvelConnectionHandle other = opened();
     other->execNoQuery("BEGIN IMMEDIATE", 0);
     connection->setBusyTimeout(0);
-    EXPECT_EQ(errorOf([&] { command("INSERT INTO t VALUES (1, 1)")->execNoQuery(0); }),
-              (Error{31, 5, "database is locked",
-                     "QD_SQOrvelCommand::execNoQuery <- QD_SQOrvelCommand::execNoQuery", 0}));
+    const QD_OrvelCommandHandle closing = command("INSERT INTO t VALUES (2, 2)");
+    expectError([&] { command("DELETE FROM t")->execNoQuery(0); },
+                {31, 5, "database is locked", trace("execNoQuery execNoQuery")});
+    closing->close();
+    closing->close();
+    expectError([&] { closing->execNoQuery(0); }, ended);
 }
 
 TEST_F(SqliteCommand, itsQueryIsReadByIndexFromTheStart) {
-    connection->execNoQuery("INSERT INTO t VALUES (1, NULL), (2, NULL)", 0);
-    const QD_OrvelQueryHandle rows = command("SELECT a, b FROM t")->execQuery(0);
+    const QD_OrvelQueryHandle rows = command("SELECT a, NULL AS b FROM three")->execQuery(0);
     int value = 0;
     EXPECT_TRUE(rows->eof());
     EXPECT_EQ(rows->numFields(), 0);
@@ -173,105 +157,71 @@ TEST_F(SqliteCommand, itsQueryIsReadByIndexFromTheStart) {
     EXPECT_FALSE(rows->getIntField("b", value));
 }
 
-TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompiling) {
-    connection->execNoQuery("INSERT INTO t VALUES (1, 'one'), (2, 'two'), (3, 'three')", 0);
-    const QD_OrvelCommandHandle lookup = command("SELECT a FROM t WHERE a >= ? ORDER BY a");
+TEST_F(SqliteCommand, aQueryThatIsGoneLetsItStartAgainWithoutCompilingAndHoldsNoLock) {
+    const QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE a >= ? ORDER BY a");
     const int before = compilations;
     for (int from = 3; from >= 1; --from) {
-        lookup->resetParams();
-        lookup->addIntParam(from);
+        bind(lookup, from);
         const QD_OrvelQueryHandle rows = lookup->execQuery(0);
         int value = 0;
         rows->getIntField(0, value);
         EXPECT_EQ(value, from);
-        if (from == 2) {
-            rows->close();
-        } // closing does as well as going
+        from == 2 ? rows->close() : void(); // closing does as well as going
     }
-    EXPECT_EQ(numbers(lookup->execQuery(0)), (std::vector<int>{1, 2, 3})) << "the same parameters again";
+    EXPECT_EQ(numbers(lookup->execQuery(0)), "1 2 3") << "the same parameters again";
     EXPECT_EQ(compilations, before);
-}
-
-TEST_F(SqliteCommand, aLivingQueryIsSteppedOnwardAndKeepsItsParameters) {
-    connection->execNoQuery("INSERT INTO t VALUES (1, 'x'), (2, 'x'), (3, 'x'), (4, 'y')", 0);
-    QD_OrvelCommandHandle lookup = command("SELECT a FROM t WHERE b = ? ORDER BY a");
-    lookup->addStringParam("x");
-    QD_OrvelQueryHandle rows = lookup->execQuery(0);
-    QD_OrvelQueryHandle onward = lookup->execQuery(0);
-    int value = 0;
-    onward->getIntField(0, value);
-    EXPECT_EQ(value, 2);
-
-    lookup
-        ->resetParams(); // the running statement still compares with the text that the command gives up here
-    lookup->addStringParam("y");
-    EXPECT_EQ(errorOf([&] { lookup->execQuery(0); }),
-              (Error{27, 21, "bad parameter or other API misuse",
-                     "QD_SQOrvelCommand::applyParams <- QD_SQOrvelCommand::execQuery", 0}));
-    onward->close();
-    rows->nextRow();
-    EXPECT_TRUE(rows->getIntField("a", value));
-    EXPECT_EQ(value, 3);
-    rows->close();
-    EXPECT_EQ(numbers(lookup->execQuery(0)), std::vector<int>{4});
-}
-
-TEST_F(SqliteCommand, aQueryGoesOnWithoutItsCommandAndEndsWithAFailedOne) {
-    connection->execNoQuery("INSERT INTO t VALUES (1, 'a long text that is no small one'), (2, 'a long text "
-                            "that is no small one')",
-                            0);
-    QD_OrvelCommandHandle lookup = command("SELECT a FROM t WHERE b = ? ORDER BY a");
-    lookup->addStringParam("a long text that is no small one");
-    const QD_OrvelQueryHandle rows = lookup->execQuery(0);
-    lookup.release();
-    EXPECT_EQ(numbers(rows), (std::vector<int>{1, 2}));
-
-    const QD_OrvelCommandHandle failing = command("SELECT a FROM t");
-    const QD_OrvelQueryHandle left = failing->execQuery(0);
-    errorOf(
-        [&] { failing->execNoQuery(0); }); // meets a row, which ends the command and the statement both share
-    int value = 1;
-    EXPECT_FALSE(left->getIntField(0, value));
-    left->nextRow();
-    EXPECT_TRUE(left->eof());
-    EXPECT_EQ(errorOf([&] { failing->execNoQuery(0); }), ended());
-}
-
-TEST_F(SqliteCommand, anAbandonedQueryHoldsNoLock) {
-    connection->execNoQuery("INSERT INTO t VALUES (1, 1), (2, 2)", 0);
-    const QD_OrvelCommandHandle lookup = command("SELECT a FROM t");
     lookup->execQuery(0);
     const QD_OrvelConnectionHandle other = opened();
     other->setBusyTimeout(0);
-    EXPECT_NO_THROW(other->execNoQuery("DELETE FROM t", 0));
+    EXPECT_NO_THROW(other->execNoQuery("DELETE FROM three", 0));
 }
 
-TEST_F(SqliteCommand, aChangedSchemaRecompilesItOnce) {
+TEST_F(SqliteCommand, aLivingQueryIsSteppedOnwardWithItsParametersAndOutlivesItsCommand) {
+    QD_OrvelCommandHandle lookup = command("SELECT a FROM three WHERE b = ? ORDER BY a");
+    lookup->addStringParam("a text that is no small one");
+    const QD_OrvelQueryHandle rows = lookup->execQuery(0);
+    const QD_OrvelQueryHandle onward = lookup->execQuery(0);
+    bind(lookup, 1); // the running statement still compares with the text that the command gives up here
+    expectError([&] { lookup->execQuery(0); },
+                {27, 21, "bad parameter or other API misuse", trace("applyParams execQuery")});
+    onward->close();
+    EXPECT_EQ(numbers(rows), "2 3");
+    rows->close();
+    EXPECT_EQ(numbers(lookup->execQuery(0)), "");
+    lookup->resetParams();
+    lookup->addStringParam("a text that is no small one");
+    const QD_OrvelQueryHandle last = lookup->execQuery(0);
+    lookup.release();
+    EXPECT_EQ(numbers(last), "1 2 3");
+}
+
+TEST_F(SqliteCommand, aChangedSchemaRecompilesItOnceUnlessItsDatabaseIsAnother) {
     const QD_OrvelCommandHandle insert = command("INSERT INTO t (a) VALUES (?)");
-    const QD_OrvelCommandHandle lookup = command("SELECT a FROM t ORDER BY a");
-    insert->addIntParam(1);
-    insert->execNoQuery(0);
-    connection->execNoQuery("CREATE TABLE u (a)", 0); // on this connection
-    insert->resetParams();
-    insert->addIntParam(2);
-    int before = compilations;
-    EXPECT_EQ(insert->execNoQuery(0), 1);
-    EXPECT_EQ(compilations, before + 1);
+    const char* const changes[] = {"CREATE TABLE v (a)", "ALTER TABLE t ADD COLUMN c", "DROP TABLE t"};
+    for (int round = 1; round <= 2; ++round) {
+        bind(insert, round);
+        EXPECT_EQ(insert->execNoQuery(0), 1);
+        (round == 1 ? connection : opened())->execNoQuery(changes[round - 1], 0); // and on another connection
+        bind(insert, 10 * round);
+        const int before = compilations;
+        EXPECT_EQ(insert->execNoQuery(0), 1);
+        EXPECT_EQ(compilations, before + 1);
+    }
+    EXPECT_EQ(numbers(command("SELECT a FROM t ORDER BY a")->execQuery(0)), "1 2 10 20");
+    const QD_OrvelCommandHandle stale = command("INSERT INTO t (a) VALUES (7)");
+    connection->execNoQuery(changes[2], 0);
+    const std::string compile = "QD_SQOrvelConnection::compile";
+    expectError([&] { insert->execNoQuery(0); },
+                {34, 1, "no such table: t", trace(compile + " " + compile + " execNoQuery")});
+    expectError([&] { insert->execNoQuery(0); }, ended);
 
-    opened()->execNoQuery("ALTER TABLE t ADD COLUMN c", 0); // on another one
-    insert->resetParams();
-    insert->addIntParam(3);
-    EXPECT_EQ(insert->execNoQuery(0), 1);
-    EXPECT_EQ(numbers(lookup->execQuery(0)), (std::vector<int>{1, 2, 3}));
-
-    connection->execNoQuery("DROP TABLE t", 0);
-    insert->resetParams();
-    EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }),
-              (Error{34, 1, "no such table: t",
-                     "QD_SQOrvelConnection::compile <- QD_SQOrvelConnection::compile <- "
-                     "QD_SQOrvelCommand::execNoQuery",
-                     0}));
-    EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }), ended());
+    connection->close();
+    connection->open("Other", path().c_str(), 0);
+    connection->execNoQuery("CREATE TABLE t (a)", 0);
+    expectError(
+        [&] { stale->execNoQuery(0); },
+        {12, 1000, "The connection was closed after the command was made", trace("checkDB execNoQuery")});
+    EXPECT_EQ(rows(connection), 0);
 }
 
 } // namespace

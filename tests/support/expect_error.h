@@ -5,6 +5,8 @@
 
 #include <optional>
 #include <ostream>
+#include <source_location>
+#include <sstream>
 #include <string>
 
 #include "QD_OrvelException.h"
@@ -42,6 +44,27 @@ Error errorOf(Body&& body) {
         return describe(exception);
     }
     return {-1, 0, "nothing was thrown", "", 0};
+}
+
+/// Expects `body` to raise exactly `expected`.
+template <class Body>
+void expectError(Body&& body, const Error& expected,
+                 std::source_location where = std::source_location::current()) {
+    const testing::ScopedTrace here(where.file_name(), static_cast<int>(where.line()), "expected error");
+    EXPECT_EQ(errorOf(std::forward<Body>(body)), expected);
+}
+
+/// A trace, innermost first: "compile execQuery" is "C::compile <- C::execQuery" for the class C. A name that
+/// brings its own class along keeps it.
+inline std::string traceOf(const std::string& functions,
+                           const std::string& className = "QD_SQOrvelConnection") {
+    std::istringstream names(functions);
+    std::string trace;
+    for (std::string name; names >> name;) {
+        trace += trace.empty() ? "" : " <- ";
+        trace += name.find("::") == std::string::npos ? className + "::" + name : name;
+    }
+    return trace;
 }
 
 } // namespace orvel::tests

@@ -9,11 +9,18 @@
 
 namespace orvel::tests {
 
+/// A place whose files cost no waiting for a disk; the usual one where there is none.
+inline std::filesystem::path memoryFileSystem() {
+    const std::filesystem::path memory = "/dev/shm";
+    return std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+}
+
 /// A directory of a test's own, which goes with all that is in it.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "orvel-test-XXXXXX").string();
+    explicit TemporaryDirectory(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "orvel-test-XXXXXX").string();
         if (::mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("cannot make a directory in " + name);
         }
@@ -38,6 +45,9 @@ public:
         std::ifstream(directory / name, std::ios::binary)
             .read(content.data(), static_cast<std::streamsize>(content.size()));
         return content;
+    }
+    std::size_t count() const {
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory), {}));
     }
     int mode(const std::string& name) const {
         return static_cast<int>(std::filesystem::status(directory / name).permissions());

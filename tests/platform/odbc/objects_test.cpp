@@ -272,6 +272,17 @@ TEST_P(OdbcPrepared, aCommandSurvivesAChangeOfItsTable) {
     }
 }
 
+TEST_P(OdbcPrepared, aStatementThatChangesRowsAndAnswersThemDoesSoEveryTime) {
+    fill(3);
+    const auto remove = command("DELETE FROM " + table + " WHERE id = ? RETURNING id");
+    for (const int id : {9, 1, 9, 2, 3}) {
+        clear(remove);
+        add(remove, ado::adInteger, 4, std::int64_t{id});
+        EXPECT_EQ(count(remove->execute(nullptr, ado::adCmdText)), id == 9 ? 0 : 1) << id;
+    }
+    EXPECT_EQ(ask("SELECT count(*) FROM " + table), "0");
+}
+
 TEST_P(OdbcPrepared, anIntegerOf64BitsFindsItsRowByTheIndex) {
     if (!isPostgresql()) {
         createTable("id BIGINT PRIMARY KEY");
