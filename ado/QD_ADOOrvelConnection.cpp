@@ -34,8 +34,9 @@ std::string orEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 QD_OrvelConnectionHandle QD_ADOOrvelConnection::create(const char* configFile, const char* server,
                                                        const char* database, const char* instance) {
-    return QD_OrvelConnectionHandle(new (std::nothrow)
-                                        QD_ADOOrvelConnection(configFile, server, database, instance));
+    QD_OrvelConnectionHandle made(new (std::nothrow)
+                                      QD_ADOOrvelConnection(configFile, server, database, instance));
+    return made;
 }
 
 QD_ADOOrvelConnection::QD_ADOOrvelConnection(const char* configFile, const char* serverName,

@@ -1,10 +1,12 @@
 // Nested transactions, by counting, as the SQLite provider does, and the last inserted id.
 
 #include "QD_ADOOrvelConnection.h"
+
 #include "QD_ADOOrvelException.h"
 #include "QD_OrvelTransaction.h"
 #include "ado/com_error_translation.h"
 #include "platform/ado/constants.h"
+#include <utility>
 
 namespace ado = orvel::platform::ado;
 using orvel::adoFramed;
@@ -77,13 +79,14 @@ void QD_ADOOrvelConnection::abortTransaction(const char* /*name*/) {
 /// A commit that failed may have left the engine's transaction open while the count says that it is over. The
 /// abort that then comes from the transaction object's end still fails, but takes the transaction with it.
 void QD_ADOOrvelConnection::rollBackFailedCommit() noexcept {
+    if (!std::exchange(commitFailed, false) || connection == nullptr) {
+        return;
+    }
     try {
-        if (commitFailed && connection != nullptr) {
-            connection->rollbackTrans();
-        }
+        connection->rollbackTrans();
     } catch (...) {
-    } // none was open, which is as good
-    commitFailed = false;
+        return; // none was open, which is as good
+    }
 }
 
 long long QD_ADOOrvelConnection::getLastInsertedId() {

@@ -245,6 +245,7 @@ TEST_P(Behaviour, threadsUseConnectionsOfTheirOwn) {
     run("INSERT INTO t VALUES (1, 'one'), (2, 'two')");
     std::atomic<int> good = 0;
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([&] {
             for (int round = 0; round < 5; ++round) {
