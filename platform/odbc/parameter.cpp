@@ -102,6 +102,7 @@ std::shared_ptr<Parameter> ParameterList::make() {
     if (removed.empty()) {
         return std::make_shared<Parameter>();
     }
+    // NOLINTNEXTLINE(misc-const-correctness): it is moved out
     std::shared_ptr<Parameter> parameter = std::move(removed.back());
     removed.pop_back();
     return parameter.use_count() == 1 ? parameter : std::make_shared<Parameter>();
