@@ -180,6 +180,7 @@ TEST_P(OdbcObjects, comeFromAnotherMakerWhileOneIsRegistered) {
     const auto substitute = ado::createObject<ado::Connection>();
     {
         const ado::Registration<ado::Connection> registration(
+            // NOLINTNEXTLINE(performance-no-automatic-move): it stays for the comparison
             [&]() -> ado::Ref<ado::Connection> { return substitute; });
         EXPECT_EQ(ado::createObject<ado::Connection>().get(), substitute.get());
         const ado::Registration<ado::Connection> none({});
