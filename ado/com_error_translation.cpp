@@ -57,8 +57,7 @@ void translateCurrent(const char* name, QD_OrvelError code, const AdoConnection&
         throw;
     } catch (const platform::ComError& error) {
         const ProviderErrors errors = logComError(name, connection, error, line);
-        const std::string text =
-            errors.collected ? errors.text : platform::messageToNarrow(error.description());
+        const std::string text = errors.collected ? errors.text : error.description();
         throw QD_ADOOrvelException(code, name, static_cast<std::uint32_t>(errors.code), text.c_str(),
                                    error.hresult());
     } catch (...) {
