@@ -131,9 +131,9 @@ void ParameterBuffer::take(const Parameter& parameter, SQLUSMALLINT number, Stat
         break;
     }
     if (binding != bound) {
-        statement.check(SQLBindParameter(
-            statement.get(), number, SQL_PARAM_INPUT, binding.transferType, binding.sqlType, binding.size,
-            binding.digits, const_cast<void*>(binding.data), binding.capacity, &length)); // NOLINT
+        statement.check(SQLBindParameter(statement.get(), number, SQL_PARAM_INPUT, binding.transferType,
+                                         binding.sqlType, binding.size, binding.digits,
+                                         const_cast<void*>(binding.data), binding.capacity, &length));
         bound = binding;
     }
 }
@@ -191,7 +191,7 @@ ParameterBuffer::Binding ParameterBuffer::takeBytes(const ado::Variant& value) {
         return takeRaw(nullptr, 0, SQL_C_BINARY, SQL_LONGVARBINARY);
     }
     const auto& content = std::get<ado::Bytes>(value);
-    return takeRaw(reinterpret_cast<const char*>(content.data()), content.size(), SQL_C_BINARY, // NOLINT
+    return takeRaw(reinterpret_cast<const char*>(content.data()), content.size(), SQL_C_BINARY,
                    SQL_LONGVARBINARY);
 }
 
