@@ -284,6 +284,7 @@ TEST_F(Config, threadsSeeOneVersionOfTheFileEachWhileOthersFlushAndSetDefaults) 
             for (int round = 0; steady_clock::now() < end; ++round) {
                 QD_OrvelConfig config("file");
                 const std::string key = valueOf(config);
+                EXPECT_TRUE(QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE, "file").isValid());
                 EXPECT_THAT(key, AllOf(Ne(""), valueOf(config, round % 4 == 0 ? "*[2]" : "Other")));
                 if (round % 8 == 0) {
                     fs::rename(directory.write(next, keyed(std::to_string(round))), "file");
