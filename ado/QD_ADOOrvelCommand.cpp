@@ -73,8 +73,8 @@ QD_ADOOrvelCommand::QD_ADOOrvelCommand(const std::shared_ptr<ado::Command>& atta
     needed(command).setCommandText(platform::narrowToUtf8(commandText));
 } catch (...) {
     // The members are gone by now, the argument is not.
-    orvel::translateCurrent("QD_ADOOrvelCommand::QD_ADOOrvelCommand", QD_ORVEL_ERR_CREATE_COMMAND,
-                            orvel::connectionOrNull(attached), orvel::Where::current().line());
+    orvel::translateComError("QD_ADOOrvelCommand::QD_ADOOrvelCommand", QD_ORVEL_ERR_CREATE_COMMAND,
+                             orvel::connectionOrNull(attached), orvel::Where::current().line());
 }
 
 QD_ADOOrvelCommand::~QD_ADOOrvelCommand() { QD_ADOOrvelCommand::close(); }

@@ -29,8 +29,8 @@ QD_ADOOrvelQuery::QD_ADOOrvelQuery(const std::shared_ptr<ado::Recordset>& rows) 
     }
 } catch (...) {
     // The members are gone by now, the argument is not.
-    orvel::translateCurrent("QD_ADOOrvelQuery::QD_ADOOrvelQuery", QD_ORVEL_ERR_CREATE_QUERY,
-                            orvel::connectionOrNull(rows), orvel::Where::current().line());
+    orvel::translateComError("QD_ADOOrvelQuery::QD_ADOOrvelQuery", QD_ORVEL_ERR_CREATE_QUERY,
+                             orvel::connectionOrNull(rows), orvel::Where::current().line());
 }
 
 QD_ADOOrvelQuery::~QD_ADOOrvelQuery() { QD_ADOOrvelQuery::close(); }
@@ -98,8 +98,9 @@ bool QD_ADOOrvelQuery::getFieldDeclType(int index, std::string& type) const {
     });
 }
 
-bool QD_ADOOrvelQuery::_getIntField(const char* name, int index, int& value) const {
-    value = 0;
+/// Hands the value of a field to `take`, unless there is none.
+template <class Take>
+bool QD_ADOOrvelQuery::takeValue(const char* name, int index, Take take) const {
     if (recordset == nullptr) {
         return false;
     }
@@ -108,51 +109,35 @@ bool QD_ADOOrvelQuery::_getIntField(const char* name, int index, int& value) con
     if (ado::isEmptyOrNull(content)) {
         return false;
     }
-    value = ado::toInt32(content);
+    take(content);
     return true;
+}
+
+bool QD_ADOOrvelQuery::_getIntField(const char* name, int index, int& value) const {
+    value = 0;
+    return takeValue(name, index, [&](const ado::Variant& content) { value = ado::toInt32(content); });
 }
 
 bool QD_ADOOrvelQuery::_getInt64Field(const char* name, int index, long long& value) const {
     value = 0;
-    if (recordset == nullptr) {
-        return false;
-    }
-    const auto column = field(name, index);
-    const ado::Variant& content = column->value();
-    if (ado::isEmptyOrNull(content)) {
-        return false;
-    }
-    value = digitsOf(ado::toDecimal(content));
-    return true;
+    return takeValue(name, index,
+                     [&](const ado::Variant& content) { value = digitsOf(ado::toDecimal(content)); });
 }
 
 bool QD_ADOOrvelQuery::_getDoubleField(const char* name, int index, double& value) const {
     value = 0.0;
-    if (recordset == nullptr) {
-        return false;
-    }
-    const auto column = field(name, index);
-    const ado::Variant& content = column->value();
-    if (ado::isEmptyOrNull(content)) {
-        return false;
-    }
-    value = ado::toDouble(content);
-    return true;
+    return takeValue(name, index, [&](const ado::Variant& content) { value = ado::toDouble(content); });
 }
 
 bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string& value) const {
     value.clear();
-    if (recordset == nullptr) {
-        return false;
-    }
-    const auto column = field(name, index);
-    const ado::Variant& content = column->value();
-    if (ado::isEmptyOrNull(content)) {
-        return false;
-    }
-    const auto* const text = std::get_if<std::string>(&content);
-    platform::assignNarrow(value, text != nullptr ? *text : ado::toText(content));
-    return true;
+    return takeValue(name, index, [&](const ado::Variant& content) {
+        if (const auto* const text = std::get_if<std::string>(&content)) {
+            platform::assignNarrow(value, *text);
+        } else {
+            platform::assignNarrow(value, ado::toText(content));
+        }
+    });
 }
 
 bool QD_ADOOrvelQuery::_getBlobField(const char* name, int index, unsigned int& size,

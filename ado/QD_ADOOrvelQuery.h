@@ -79,6 +79,8 @@ private:
     std::shared_ptr<orvel::platform::ado::Field> field(const char* name, int index) const;
     bool isEmptyType(const char* name, int index) const;
     void refreshFields();
+    template <class Take>
+    bool takeValue(const char* name, int index, Take take) const;
 };
 
 #endif

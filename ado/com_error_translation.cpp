@@ -51,8 +51,8 @@ ProviderErrors logComError(const char* name, const AdoConnection& connection, co
 
 namespace orvel {
 
-void translateCurrent(const char* name, QD_OrvelError code, const AdoConnection& connection,
-                      unsigned int line) {
+void translateComError(const char* name, QD_OrvelError code, const AdoConnection& connection,
+                       unsigned int line) {
     try {
         throw;
     } catch (const platform::ComError& error) {

@@ -30,8 +30,8 @@ Object& needed(const std::shared_ptr<Object>& object) {
 }
 
 /// The handlers, out of line. Each is called while an exception is being handled.
-[[noreturn]] void translateCurrent(const char* name, QD_OrvelError code, const AdoConnection& connection,
-                                   unsigned int line);
+[[noreturn]] void translateComError(const char* name, QD_OrvelError code, const AdoConnection& connection,
+                                    unsigned int line);
 void logTranslated(CatchForm otherwise, const char* name, const AdoConnection& connection,
                    unsigned int line) noexcept;
 
@@ -62,7 +62,7 @@ decltype(auto) adoFramed(Operation operation, const Object& object, Body&& body,
         exception.addFunction(operation.name);
         throw;
     } catch (...) {
-        translateCurrent(operation.name, operation.code, connectionOrNull(object), where.line());
+        translateComError(operation.name, operation.code, connectionOrNull(object), where.line());
     }
 }
 
@@ -73,7 +73,7 @@ decltype(auto) adoFramedOpaque(Operation operation, const Object& object, Body&&
     try {
         return std::forward<Body>(body)();
     } catch (...) {
-        translateCurrent(operation.name, operation.code, connectionOrNull(object), where.line());
+        translateComError(operation.name, operation.code, connectionOrNull(object), where.line());
     }
 }
 
