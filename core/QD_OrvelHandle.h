@@ -73,6 +73,7 @@ public:
     bool isNull() const { return object == nullptr; }
 
 protected:
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyser loses count of the references
     QD_OrvelHandableClass* designated() const { return object; }
 
 private:

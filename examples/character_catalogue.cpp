@@ -226,7 +226,7 @@ std::vector<unsigned char> blobField(const QD_OrvelQueryHandle& rows, int index)
 
 void showCharacters(QD_OrvelConnectionHandle& connection, const std::vector<int>& codePoints) {
     heading("Lookup by code point");
-    QD_OrvelCommandHandle lookup = connection->createCommand(
+    const QD_OrvelCommandHandle lookup = connection->createCommand(
         "SELECT name, category, glyph, utf16be FROM characters WHERE code_point = ?", 0);
     for (const int codePoint : codePoints) {
         lookup->resetParams();
@@ -235,11 +235,12 @@ void showCharacters(QD_OrvelConnectionHandle& connection, const std::vector<int>
         std::string name;
         std::string category;
         std::string glyph;
-        if (!rows->getStringField(0, name)) {
+        if (rows->getStringField(0, name)) {
+            rows->getStringField(1, category);
+            rows->getStringField(2, glyph);
+        } else {
             name = "(not assigned)";
         }
-        rows->getStringField(1, category);
-        rows->getStringField(2, glyph);
         std::cout << std::left << std::setw(9) << codePointText(codePoint) << std::setw(4) << category
                   << std::setw(10) << hexadecimal(blobField(rows, 3)) << std::setw(40) << name << glyph
                   << "\n";
@@ -248,7 +249,7 @@ void showCharacters(QD_OrvelConnectionHandle& connection, const std::vector<int>
 
 int showNamed(QD_OrvelConnectionHandle& connection, const std::string& word, int shown) {
     heading("Characters whose name contains " + word);
-    QD_OrvelCommandHandle search = connection->createCommand(
+    const QD_OrvelCommandHandle search = connection->createCommand(
         "SELECT name, code_point, glyph FROM characters WHERE name LIKE ? ORDER BY code_point", 0);
     search->addStringParam(("%" + word + "%").c_str());
     const QD_OrvelQueryHandle rows = search->execQuery(0);

@@ -29,7 +29,8 @@ public_headers() {
     sed -n '/^set(ORVEL_PUBLIC_HEADERS/,/)/p' cmake/Install.cmake | grep -oE '[a-z]+/[A-Za-z_]+\.h'
 }
 
+# build_tree PRESET [CMAKE-OPTION...]
 build_tree() {
-    run cmake --preset "$1"
+    run cmake --preset "$@"
     run cmake --build --preset "$1" --parallel "$(nproc)"
 }

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "QD_OrvelTools.h"
@@ -170,7 +171,7 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement, boo
     orvel::OwnedSqliteStatement owned(statement);
     auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, atEnd);
     if (query != nullptr) {
-        static_cast<void>(owned.release());
+        std::ignore = owned.release();
     }
     return QD_OrvelQueryHandle(query);
 }

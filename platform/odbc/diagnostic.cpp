@@ -200,6 +200,7 @@ std::vector<Diagnostic> readDiagnostics(std::int16_t handleType, void* handle) {
             text.resize(static_cast<std::size_t>(length) + 1); // the same record again, whole
             continue;
         }
+        // NOLINTNEXTLINE(readability-redundant-string-cstr): ends where the text does, before the rest of the room
         diagnostics.push_back({reinterpret_cast<const char*>(state.data()), native, text.c_str()});
         ++number;
     }

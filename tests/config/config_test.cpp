@@ -279,6 +279,7 @@ TEST_F(Config, threadsSeeOneVersionOfTheFileEachWhileOthersFlushAndSetDefaults) 
     const auto end = steady_clock::now() + std::chrono::seconds(seconds != nullptr ? std::stol(seconds) : 1);
     directory.write("file", keyed("0"));
     std::vector<std::jthread> threads;
+    threads.reserve(8);
     for (int thread = 0; thread < 8; ++thread) {
         threads.emplace_back([&, next = std::to_string(thread)] {
             for (int round = 0; steady_clock::now() < end; ++round) {

@@ -15,7 +15,7 @@
 #else
 namespace {
 void __lsan_disable() {} // NOLINT(bugprone-reserved-identifier): the sanitizer's own names
-void __lsan_enable() {}
+void __lsan_enable() {}  // NOLINT(bugprone-reserved-identifier): the sanitizer's own name
 } // namespace
 #endif
 
