@@ -16,7 +16,7 @@ std::optional<platform::XmlError> ConfigurationDocument::load(const std::string&
 
 bool ConfigurationDocument::isCurrent() const {
     const auto version = [this](const char* name) {
-        return leadingInteger(content.firstElement(name).text());
+        return leadingInteger(content.firstElement(name).utf8Text());
     };
     return version(config_name::majorVersion) == 0 && version(config_name::minorVersion) >= 2;
 }

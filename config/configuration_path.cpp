@@ -7,6 +7,12 @@
 
 namespace {
 const char* orEmpty(const char* name) { return name != nullptr ? name : ""; }
+
+/// XPath allows no predicate behind the short forms of a step.
+bool takesPredicate(const std::string& name) {
+    const std::string lastStep = name.substr(name.rfind('/') + 1);
+    return !name.empty() && lastStep != "." && lastStep != "..";
+}
 } // namespace
 
 namespace orvel {
@@ -25,7 +31,7 @@ std::string ConfigurationPath::expression() const {
     // "//Section/x" alone would go on in every section of that name.
     std::string path = "(//" + sectionName + ")[1]";
     for (const std::string& name : belowSection) {
-        path.append("/").append(name).append(name.empty() ? "" : "[1]");
+        path.append("/").append(name).append(takesPredicate(name) ? "[1]" : "");
     }
     return path;
 }

@@ -29,7 +29,7 @@ std::error_code readFile(const char* narrowName, std::string& content);
 /// leaves the target as it was; a file is never copied onto itself.
 ///
 /// A file that is replaced leaves its owner and its permissions to the copy; where there was none, the copy
-/// has those of its source. A target that is a symbolic link stays one, and what it leads to is replaced.
+/// has those of its source. A target that is a symbolic link to a file stays one, and that file is replaced.
 bool replaceByCopy(const char* narrowSource, const char* narrowTarget);
 
 /// Takes the permission to write from everybody; the others stay.

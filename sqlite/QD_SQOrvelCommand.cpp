@@ -93,6 +93,7 @@ QD_OrvelQueryHandle QD_SQOrvelCommand::execQuery(unsigned int /*flags*/) {
 
 /// Binds and steps once, compiling the statement anew as often as the schema has changed under it.
 int QD_SQOrvelCommand::run() {
+    connection->noticeEndedTransaction();
     for (;;) {
         applyParams();
         const int stepped = sqlite3_step(statement->get());

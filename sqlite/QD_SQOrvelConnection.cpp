@@ -101,14 +101,12 @@ int QD_SQOrvelConnection::execNoQuery(const char* sql, unsigned int /*flags*/) {
             return 0;
         }
         checkDB();
+        noticeEndedTransaction();
         orvel::traceSql(sql);
         std::string text(sql);
         orvel::ansiToUtf8(text);
         for (const char* rest = text.c_str(); *rest != '\0';) {
             rest = runFirstStatement(rest);
-        }
-        if (sqlite3_get_autocommit(db) != 0) {
-            commitFailed = false; // the transaction is over after all
         }
         return sqlite3_changes(db);
     });
@@ -146,6 +144,7 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned in
             return queryOver(nullptr, true);
         }
         checkDB();
+        noticeEndedTransaction();
         orvel::traceSql(sql);
         std::string text(sql);
         orvel::ansiToUtf8(text);

@@ -150,6 +150,7 @@ private:
     void runTableTemplate(const char* tableID, const char* templateName, const char* tableName,
                           bool required);
     bool hasOpen(const std::string& fileName) const;
+    void noticeEndedTransaction();
     void rollBackFailedCommit();
 };
 

@@ -63,12 +63,14 @@ int QD_SQOrvelConnection::getTableColumnNames(const char* table, std::vector<std
         std::string sql = joined("SELECT * FROM ", table, ";");
         orvel::ansiToUtf8(sql);
         const orvel::OwnedSqliteStatement statement(compile(sql.c_str())); // never stepped: no row is read
+        std::vector<std::string> found;
         for (int column = 0; column < sqlite3_column_count(statement.get()); ++column) {
             const char* const utf8 = sqlite3_column_name(statement.get(), column);
             std::string name(utf8 != nullptr ? utf8 : "");
             orvel::utf8ToAnsi(name);
-            names.push_back(std::move(name));
+            found.push_back(std::move(name));
         }
+        names.swap(found); // all of them or none
         return static_cast<int>(names.size());
     });
 }

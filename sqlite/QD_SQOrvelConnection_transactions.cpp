@@ -78,6 +78,13 @@ void QD_SQOrvelConnection::abortTransaction(const char* /*name*/) {
     });
 }
 
+/// Before anything runs: whatever ended the transaction of a failed commit, what begins from now on is another one.
+void QD_SQOrvelConnection::noticeEndedTransaction() {
+    if (commitFailed && db != nullptr && sqlite3_get_autocommit(db) != 0) {
+        commitFailed = false;
+    }
+}
+
 /// A commit that met a busy database leaves SQLite's transaction open while the count says that it is over.
 /// The abort that then comes from the transaction object's end still fails, but takes the transaction with it.
 void QD_SQOrvelConnection::rollBackFailedCommit() {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -73,11 +74,19 @@ bool writeAll(const Descriptor& file, std::string_view block) {
     return true;
 }
 
+/// With a slash at its end.
+std::string directoryOf(const std::string& name) {
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string::npos ? "./" : name.substr(0, slash + 1);
+}
+
 /// A file that is to take the place of another one, in the same directory, and goes unless it does.
 class Replacement {
 public:
     explicit Replacement(const std::string& targetName)
-        : target(targetName), name(targetName + ".XXXXXX"), file(::mkostemp(name.data(), O_CLOEXEC)) {}
+        : target(targetName),
+          name(directoryOf(targetName) + ".orvel-XXXXXX"),
+          file(::mkostemp(name.data(), O_CLOEXEC)) {}
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
     ~Replacement() {
@@ -117,8 +126,7 @@ std::string behindLinks(const std::string& name) {
 
 /// Makes a rename in the directory of `name` survive a crash. The file is in its place either way.
 void syncDirectory(const std::string& name) {
-    const std::size_t slash = name.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+    const std::string directory = directoryOf(name);
     const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.isOpen()) {
         ::fsync(opened.get());
@@ -139,6 +147,9 @@ std::error_code readFile(const char* narrowName, std::string& content) {
     if (!isRegular(file, status)) {
         return std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
                                                             : std::errc::not_supported);
+    }
+    if (status.st_size > INT_MAX) {
+        return std::make_error_code(std::errc::file_too_large);
     }
     content.reserve(static_cast<std::size_t>(status.st_size));
     return readBlocks(file, [&content](std::string_view block) { return content.append(block), true; })

@@ -111,14 +111,39 @@ constexpr std::size_t nodeSize = 100;
 // 2.9.14 reports a loop and then, skipping blanks behind it, never comes back.
 constexpr std::size_t parameterEntitySize = 10'000;
 
-/// Parameter entities are replaced while their declarations are parsed. The sum of what they stand for is
-/// kept in the parser's user data; past the limit the parser is at the end of its input.
+// The parser compares the attributes that an element has by default with each other, in every element.
+constexpr std::size_t maximumDefaults = 100;
+
+/// What a document has asked of the parser so far; kept in the parser's user data.
+struct Demand {
+    std::size_t expanded = 0;
+    std::size_t defaults = 0;
+
+    bool isBeyondMeasure() const { return expanded > maximumExpansion || defaults > maximumDefaults; }
+};
+
+Demand& demandOf(xmlParserCtxt* parser) { return *static_cast<Demand*>(parser->_private); }
+
+/// Attributes with a default value are counted; past the limit the parser is at the end of its input.
+void limitedAttributeDeclaration(void* context, const xmlChar* element, const xmlChar* name, int type,
+                                 int kind, const xmlChar* defaultValue, xmlEnumeration* values) {
+    auto* const parser = static_cast<xmlParserCtxt*>(context);
+    xmlSAX2AttributeDecl(context, element, name, type, kind, defaultValue, values);
+    Demand& demand = demandOf(parser);
+    demand.defaults += defaultValue != nullptr ? 1 : 0;
+    if (demand.isBeyondMeasure()) {
+        xmlStopParser(parser);
+    }
+}
+
+/// Parameter entities are replaced while their declarations are parsed. What they stand for is counted; past the
+/// limit the parser is at the end of its input.
 xmlEntity* limitedParameterEntity(void* context, const xmlChar* name) {
     auto* const parser = static_cast<xmlParserCtxt*>(context);
-    auto& expanded = *static_cast<std::size_t*>(parser->_private);
+    Demand& demand = demandOf(parser);
     xmlEntity* const entity = xmlSAX2GetParameterEntity(context, name);
-    expanded += parameterEntitySize + static_cast<std::size_t>(entity != nullptr ? entity->length : 0);
-    if (expanded <= maximumExpansion) {
+    demand.expanded += parameterEntitySize + static_cast<std::size_t>(entity != nullptr ? entity->length : 0);
+    if (!demand.isBeyondMeasure()) {
         return entity;
     }
     xmlStopParser(parser);
@@ -207,19 +232,20 @@ std::optional<XmlError> parse(const std::string& content, Document& parsed) {
     initialise();
     const Silence silence;
     const Parser parser(allocated(xmlNewParserCtxt()));
-    std::size_t expanded = 0;
-    parser->_private = &expanded;
+    Demand demand;
+    parser->_private = &demand;
     parser->sax->serror = &ignoreError;
     parser->sax->getParameterEntity = &limitedParameterEntity;
+    parser->sax->attributeDecl = &limitedAttributeDeclaration;
     if (content.size() > INT_MAX) {
         return XmlError{eFail, "The document is too large"};
     }
     parsed.reset(xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr,
                                    nullptr, XML_PARSE_NONET | XML_PARSE_COMPACT));
-    if (expanded > maximumExpansion ||
+    if (demand.isBeyondMeasure() ||
         (parsed != nullptr && parsed->intSubset != nullptr && !EntityExpansion().run(parsed.get()))) {
         parsed.reset();
-        return XmlError{XML_ERR_ENTITY_LOOP, "The entities of the document expand beyond measure"};
+        return XmlError{XML_ERR_ENTITY_LOOP, "The declarations of the document demand beyond measure"};
     }
     if (parsed == nullptr) {
         return parseError(parser->lastError);
@@ -245,10 +271,12 @@ const xmlNode* following(const xmlNode* node) {
     return node != nullptr ? node->next : nullptr;
 }
 
-std::string textOf(const xmlNode* node) {
+std::string utf8TextOf(const xmlNode* node) {
     const Text content(xmlNodeGetContent(node));
-    return content != nullptr ? trimmed(utf8ToNarrow(asText(content.get())), xmlWhiteSpace) : std::string();
+    return content != nullptr ? trimmed(asText(content.get()), xmlWhiteSpace) : std::string();
 }
+
+std::string textOf(const xmlNode* node) { return utf8ToNarrow(utf8TextOf(node)); }
 
 ComError evaluationError(const xmlError& error, const std::string& path) {
     return {eFail, wordsOf(error, "The path is not valid") + ": " + path};
@@ -268,6 +296,10 @@ XmlElement XmlElement::child(const std::string& name) const {
 }
 
 std::string XmlElement::text() const { return node != nullptr ? textOf(asNode(node)) : std::string(); }
+
+std::string XmlElement::utf8Text() const {
+    return node != nullptr ? utf8TextOf(asNode(node)) : std::string();
+}
 
 void XmlDocument::Release::operator()(void* document) const noexcept {
     xmlFreeDoc(static_cast<xmlDoc*>(document));

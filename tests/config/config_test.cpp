@@ -151,6 +151,14 @@ TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingAndHandedOutInTheNarrowOne) {
               R"(1, provider 1 "Runtime Exception", hr 0, trace "QD_OrvelConfig::getCommonDefault")");
 }
 
+TEST_F(Config, aVersionIsReadEvenWhereTheNarrowEncodingCannotTakeAllOfIt) {
+    const Locale latin1("de_DE.ISO-8859-1");
+    QD_OrvelConfig file(directory.write("outdated", keyed("k", "1&#8364;")).c_str());
+    EXPECT_THAT(valueOf(file), HasSubstr("2147500035"));
+    EXPECT_THAT(valueOf(file), HasSubstr("2147500035"));
+    EXPECT_EQ(valueAt(directory.write("current", keyed("k", "2&#8364;"))), "k");
+}
+
 TEST_F(Config, aDocumentThatWouldExpandWithoutMeasureIsRefusedAtOnce) {
     for (const fs::path& bomb : fs::directory_iterator(ORVEL_TEST_DATA "bombs")) {
         EXPECT_THAT(valueAt(bomb), isUnreadable(".+")) << bomb;

@@ -97,6 +97,7 @@ TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
 
 TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
     const std::function<void()> ends[] = {[] {}, [&] { connection->execNoQuery("COMMIT", 0); },
+                                          [&] { connection->createCommand("COMMIT", 0)->execNoQuery(0); },
                                           [&] {
                                               connection->close();
                                               connection->open("Parts", path().c_str(), 0);
