@@ -24,15 +24,6 @@ std::mutex& driverMutex() {
 /// Nothing was sent: the driver knew that there is no connection.
 constexpr std::string_view notConnected = "08003";
 
-/// For the words of a ComError, which are in the narrow encoding: what it cannot represent stays as it is.
-std::string narrowOrBytes(const std::string& text) {
-    try {
-        return utf8ToNarrow(text);
-    } catch (const std::exception&) {
-        return text;
-    }
-}
-
 SQLUINTEGER isolationOf(std::int32_t level) {
     switch (level) {
     case ado::adXactReadCommitted:
@@ -241,7 +232,7 @@ void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
     }
     std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
     status = status != 0 ? status : statusOf(diagnostics.front(), engineTraits.engine);
-    std::string words = narrowOrBytes(diagnostics.front().text);
+    std::string words = messageToNarrow(diagnostics.front().text);
     errors->fill(std::move(diagnostics));
     throw ComError(status, std::move(words));
 }
