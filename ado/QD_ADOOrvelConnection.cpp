@@ -11,6 +11,7 @@
 #include "ado/com_error_translation.h"
 #include "config/command_template.h"
 #include "core/diagnostics.h"
+#include "core/first_integer.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
 #include "platform/text.h"
@@ -137,15 +138,7 @@ QD_OrvelQueryHandle QD_ADOOrvelConnection::execQuery(const char* sql, unsigned i
 }
 
 int QD_ADOOrvelConnection::execQueryScalar(const char* sql, unsigned int flags) {
-    if (isNullOrEmpty(sql)) {
-        return 0;
-    }
-    const QD_OrvelQueryHandle rows = execQuery(sql, flags);
-    int value = 0;
-    if (rows.isValid() && !rows->eof() && rows->numFields() != 0) {
-        rows->getIntField(0, value);
-    }
-    return value;
+    return isNullOrEmpty(sql) ? 0 : orvel::firstInteger(execQuery(sql, flags));
 }
 
 QD_OrvelCommandHandle QD_ADOOrvelConnection::createCommand(const char* sql, unsigned int flags) {

@@ -12,6 +12,7 @@
 #include "QD_SQOrvelQuery.h"
 #include "core/diagnostics.h"
 #include "core/entry_frame.h"
+#include "core/first_integer.h"
 #include "platform/files.h"
 #include "platform/text.h"
 #include "sqlite/sqlite_statement.h"
@@ -176,15 +177,7 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement, boo
 }
 
 int QD_SQOrvelConnection::execQueryScalar(const char* sql, unsigned int flags) {
-    if (isNullOrEmpty(sql)) {
-        return 0;
-    }
-    const QD_OrvelQueryHandle rows = execQuery(sql, flags);
-    int value = 0;
-    if (rows.isValid() && !rows->eof() && rows->numFields() != 0) {
-        rows->getIntField(0, value);
-    }
-    return value;
+    return isNullOrEmpty(sql) ? 0 : orvel::firstInteger(execQuery(sql, flags));
 }
 
 QD_OrvelCommandHandle QD_SQOrvelConnection::createCommand(const char* sql, unsigned int flags) {

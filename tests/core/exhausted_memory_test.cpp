@@ -137,8 +137,8 @@ TEST(ExhaustedMemory, theReserveServesAgainOnceItsExceptionsAreGone) {
 class ExhaustedMemorySqlite : public orvel::tests::SqliteTest {
 protected:
     ExhaustedMemorySqlite() {
-        QD_OrvelSetDebugOutput([](const char*) noexcept {});
-    } // what is swallowed is logged
+        QD_OrvelSetDebugOutput([](const char*) noexcept {}); // what is swallowed is logged
+    }
     ~ExhaustedMemorySqlite() override { QD_OrvelSetDebugOutput(nullptr); }
 };
 
