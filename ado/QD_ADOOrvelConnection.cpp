@@ -11,7 +11,7 @@
 #include "ado/com_error_translation.h"
 #include "config/command_template.h"
 #include "core/diagnostics.h"
-#include "core/first_integer.h"
+#include "core/first_field.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
 #include "platform/text.h"

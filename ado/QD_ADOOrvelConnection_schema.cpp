@@ -5,6 +5,7 @@
 #include "ado/com_error_translation.h"
 #include "config/command_template.h"
 #include "core/entry_frame.h"
+#include "core/first_field.h"
 
 using orvel::adoFramed;
 
@@ -29,15 +30,7 @@ int QD_ADOOrvelConnection::getTableColumnNames(const char* table, std::vector<st
 
 /// The first field of every row, NULL left out.
 int QD_ADOOrvelConnection::namesFrom(const std::string& sql, std::vector<std::string>& names) {
-    const QD_OrvelQueryHandle rows = execQuery(sql.c_str(), 0);
-    if (rows.isNull()) {
-        return 0;
-    }
-    for (; !rows->eof(); rows->nextRow()) {
-        if (std::string name; rows->getStringField(0, name)) {
-            names.push_back(std::move(name));
-        }
-    }
+    orvel::appendFirstTexts(execQuery(sql.c_str(), 0), names);
     return static_cast<int>(names.size());
 }
 
@@ -72,11 +65,9 @@ void QD_ADOOrvelConnection::alterTable(const char* tableID, unsigned int step, c
 void QD_ADOOrvelConnection::runTableTemplate(const char* tableID, const char* templateName,
                                              const char* tableName, bool required) {
     std::string sql;
-    if (!config.getDBTableCommand(database.c_str(), tableID, templateName, sql, required)) {
-        return;
+    if (orvel::readTableTemplate(config, database.c_str(), tableID, templateName, tableName, sql, required)) {
+        execNoQuery(sql.c_str(), 0);
     }
-    orvel::replacePlaceholder(sql, "$(tableName)", tableName);
-    execNoQuery(sql.c_str(), 0);
 }
 
 void QD_ADOOrvelConnection::dropTable(const char* table) {

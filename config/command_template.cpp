@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "QD_OrvelConfig.h"
+
 namespace orvel {
 
 void replacePlaceholder(std::string& text, const char* placeholder, const char* value) {
@@ -23,6 +25,15 @@ void replacePlaceholder(std::string& text, const char* placeholder, const char* 
 
 std::string upgradeStepName(unsigned int step) {
     return "AlterTable" + std::to_string(static_cast<int>(step));
+}
+
+bool readTableTemplate(QD_OrvelConfig& config, const char* databaseKey, const char* tableID,
+                       const char* templateName, const char* tableName, std::string& sql, bool required) {
+    if (!config.getDBTableCommand(databaseKey, tableID, templateName, sql, required)) {
+        return false;
+    }
+    replacePlaceholder(sql, "$(tableName)", tableName);
+    return true;
 }
 
 } // namespace orvel

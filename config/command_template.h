@@ -3,6 +3,8 @@
 
 #include <string>
 
+class QD_OrvelConfig;
+
 namespace orvel {
 
 /// Replaces every occurrence of `placeholder` in `text` by `value`.
@@ -17,6 +19,12 @@ void replacePlaceholder(std::string& text, const char* placeholder, const char* 
 /// The name of the table template that holds an upgrade step: "AlterTable1" for step 1. Steps above the range
 /// of int have negative numbers.
 std::string upgradeStepName(unsigned int step);
+
+/// Reads a template for a kind of table and puts the table's name in for "$(tableName)".
+///
+/// @return false when the template is missing and not `required`; throws like the lookup otherwise
+bool readTableTemplate(QD_OrvelConfig& config, const char* databaseKey, const char* tableID,
+                       const char* templateName, const char* tableName, std::string& sql, bool required);
 
 } // namespace orvel
 

@@ -12,7 +12,7 @@
 #include "QD_SQOrvelQuery.h"
 #include "core/diagnostics.h"
 #include "core/entry_frame.h"
-#include "core/first_integer.h"
+#include "core/first_field.h"
 #include "platform/files.h"
 #include "platform/text.h"
 #include "sqlite/sqlite_statement.h"

@@ -9,6 +9,7 @@
 #include "QD_SQOrvelException.h"
 #include "config/command_template.h"
 #include "core/entry_frame.h"
+#include "core/first_field.h"
 #include "platform/files.h"
 #include "sqlite/sqlite_statement.h"
 #include "sqlite/sqlite_text.h"
@@ -41,16 +42,8 @@ bool QD_SQOrvelConnection::tableExists(const char* table) {
 int QD_SQOrvelConnection::getTables(std::vector<std::string>& names) {
     return framed({"QD_SQOrvelConnection::getTables", QD_ORVEL_ERR_TABLE_EXISTS}, [&] {
         names.clear();
-        const QD_OrvelQueryHandle rows =
-            execQuery("SELECT name FROM SQLITE_MASTER WHERE TYPE='table' ORDER BY name;", 0);
-        if (rows.isNull()) {
-            return 0;
-        }
-        for (; !rows->eof(); rows->nextRow()) {
-            if (std::string name; rows->getStringField(0, name)) {
-                names.push_back(std::move(name));
-            }
-        }
+        orvel::appendFirstTexts(
+            execQuery("SELECT name FROM SQLITE_MASTER WHERE TYPE='table' ORDER BY name;", 0), names);
         return static_cast<int>(names.size());
     });
 }
@@ -106,11 +99,9 @@ void QD_SQOrvelConnection::alterTable(const char* tableID, unsigned int step, co
 void QD_SQOrvelConnection::runTableTemplate(const char* tableID, const char* templateName,
                                             const char* tableName, bool required) {
     std::string sql;
-    if (!config.getDBTableCommand(databaseKey, tableID, templateName, sql, required)) {
-        return;
+    if (orvel::readTableTemplate(config, databaseKey, tableID, templateName, tableName, sql, required)) {
+        execNoQuery(sql.c_str(), 0);
     }
-    orvel::replacePlaceholder(sql, "$(tableName)", tableName);
-    execNoQuery(sql.c_str(), 0);
 }
 
 void QD_SQOrvelConnection::dropTable(const char* table) {
