@@ -88,20 +88,23 @@ void QD_SQOrvelQuery::fail(int stepResult) {
 
 bool QD_SQOrvelQuery::getFieldIndex(const char* name, int& index) const {
     return inspected("QD_SQOrvelQuery::getFieldIndex", false, [&] {
-        if (!isValid() || name == nullptr || *name == '\0') {
-            return false;
+        const int column = columnNamed(name);
+        if (column >= 0) {
+            index = column;
         }
-        std::string wanted(name);
-        orvel::ansiToUtf8(wanted);
-        for (int column = 0; column < fieldCount; ++column) {
-            const char* const candidate = sqlite3_column_name(current(), column);
-            if (candidate != nullptr && wanted == candidate) {
-                index = column;
-                return true;
-            }
-        }
-        return false;
+        return column >= 0;
     });
+}
+
+/// -1 when there is no such column, or no current row.
+int QD_SQOrvelQuery::columnNamed(const char* name) const {
+    if (!isValid() || name == nullptr || *name == '\0') {
+        return -1;
+    }
+    const int column = platform::narrowIsUtf8()
+                           ? statement->columnNamed(name)
+                           : statement->columnNamed(platform::narrowToUtf8(name).c_str());
+    return column < fieldCount ? column : -1;
 }
 
 bool QD_SQOrvelQuery::getFieldName(int index, std::string& name) const {
@@ -207,8 +210,8 @@ bool QD_SQOrvelQuery::getBlobField(int index, unsigned int& size, unsigned char*
 template <class Get>
 bool QD_SQOrvelQuery::byName(const char* function, const char* name, Get get) const {
     return inspected(function, false, [&] {
-        int index = 0;
-        return isValid() && getFieldIndex(name, index) && get(index);
+        const int index = columnNamed(name);
+        return index >= 0 && get(index);
     });
 }
 

@@ -73,6 +73,7 @@ private:
 
     void share(orvel::SqliteStatement* shared);
     sqlite3_stmt* current() const;
+    int columnNamed(const char* name) const;
     sqlite3_value* valueAt(int index) const;
     bool isNullValue(int index, sqlite3_value* value) const;
     [[noreturn]] void fail(int stepResult);

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cstring>
 #include <new>
 
 namespace {
@@ -40,6 +41,27 @@ void SqliteStatement::replace(sqlite3_stmt* compiled) noexcept {
     statement = compiled;
     bound = false;
     kept.clear();
+    found.clear();
+    likelyNext = 0;
+}
+
+int SqliteStatement::columnNamed(const char* name) {
+    for (std::size_t tried = 0; tried < found.size(); ++tried) {
+        const NamedColumn& likely = found[likelyNext];
+        likelyNext = likelyNext + 1 < found.size() ? likelyNext + 1 : 0;
+        if (std::strcmp(likely.name.c_str(), name) == 0) {
+            return likely.column;
+        }
+    }
+    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+        const char* const candidate = sqlite3_column_name(statement, column);
+        if (candidate != nullptr && std::strcmp(candidate, name) == 0) {
+            found.push_back({name, column});
+            likelyNext = 0;
+            return column;
+        }
+    }
+    return -1;
 }
 
 void SqliteStatement::dropQuery() noexcept {

@@ -1,7 +1,9 @@
 #ifndef ORVEL_SQLITE_STATEMENT_H
 #define ORVEL_SQLITE_STATEMENT_H
 
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -62,15 +64,27 @@ public:
     bool isBound() const noexcept { return bound; }
     void setBound(bool value) noexcept { bound = value; }
 
+    /// The first column of the result that has this name, in UTF-8; -1 when none has.
+    int columnNamed(const char* name);
+
     /// Keeps parameter values alive that the command discards while a query still reads with them.
     void keep(std::vector<QD_SQOrvelParameter>&& parameters) noexcept;
 
 private:
+    struct NamedColumn {
+        std::string name;
+        int column;
+    };
+
     sqlite3_stmt* statement;
     int queries = 0;
     bool hasCommand = false;
     bool bound = false;
     std::vector<std::vector<QD_SQOrvelParameter>> kept;
+    /// What was found by name, in the order in which it was asked for first: a loop over rows asks for the same
+    /// columns in the same order, and SQLite's own names cost as much as a value.
+    std::vector<NamedColumn> found;
+    std::size_t likelyNext = 0;
 };
 
 } // namespace orvel

@@ -14,7 +14,7 @@
 namespace {
 
 /// What the C library calls the codeset of "C" and "POSIX".
-constexpr const char* unsetCodeset = "ANSI_X3.4-1968";
+constexpr std::string_view unsetCodeset = "ANSI_X3.4-1968";
 
 class Converter {
 public:
@@ -60,8 +60,8 @@ private:
 namespace orvel::platform {
 
 bool narrowIsUtf8() noexcept {
-    const char* codeset = nl_langinfo(CODESET);
-    return std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, unsetCodeset) == 0;
+    const std::string_view codeset(nl_langinfo(CODESET));
+    return codeset == "UTF-8" || codeset == unsetCodeset;
 }
 
 std::string narrowToUtf8(std::string_view narrow) {
