@@ -193,7 +193,8 @@ void QD_SQOrvelCommand::resetParams() {
 }
 
 void QD_SQOrvelCommand::deleteParams() {
-    if (statement.isValid() && statement->isRead()) {
+    if (statement.isValid() && statement->isRead() &&
+        std::ranges::any_of(params, &QD_SQOrvelParameter::isReadInPlace)) {
         statement->keep(std::move(params));
     }
     params.clear();

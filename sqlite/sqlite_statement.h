@@ -26,6 +26,10 @@ struct QD_SQOrvelParameter {
 
     /// Binds to marker `index`, counted from 1; answers SQLite's result code.
     int bind(sqlite3_stmt* statement, int index) const;
+    /// SQLite has the value's address, not the value.
+    bool isReadInPlace() const noexcept {
+        return std::holds_alternative<Text>(value) || std::holds_alternative<Blob>(value);
+    }
 };
 
 namespace orvel {
