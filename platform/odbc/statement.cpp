@@ -60,7 +60,7 @@ void Statement::begin(const std::string& text) noexcept {
     severalResults = mayHaveSeveralResults(text, owner->traits().engine);
     executions = 0;
     planHasNoColumns = false;
-    cursorOpen = true; // until it is known better
+    cursorOpen = false;
 }
 
 void Statement::executeDirectly(const std::string& text) {
@@ -75,17 +75,18 @@ void Statement::prepare(const std::string& text) {
 }
 
 void Statement::execute() {
-    cursorOpen = true;
     finishExecution(SQLExecute(handle.get()));
     ++executions;
 }
 
-/// Changing no row is a success to which some drivers answer "no data".
+/// Changing no row is a success to which some drivers answer "no data". A failure has opened no cursor: MariaDB's
+/// driver, told to close one all the same, waits for ever for a result in its next execution.
 void Statement::finishExecution(SQLRETURN code) {
     changedNothing = code == SQL_NO_DATA;
     if (!changedNothing) {
         check(code);
     }
+    cursorOpen = true; // until it is known better
 }
 
 SQLSMALLINT Statement::columnCount() {
@@ -96,7 +97,7 @@ SQLSMALLINT Statement::columnCount() {
     if (!planHasNoColumns) {
         check(SQLNumResultCols(handle.get(), &count));
     }
-    planHasNoColumns = count == 0 && executions > 0;
+    planHasNoColumns = count == 0 && executions > 0 && !severalResults; // a procedure may answer next time
     cursorOpen = count > 0 || severalResults;
     return count;
 }
