@@ -33,9 +33,9 @@ void ResultReader::begin(SQLSMALLINT columnCount, bool samePlan) {
         columns.push_back(describeColumn(statement.get(), number, statement.session().traits()));
     }
     if (!isBound || columns != described) {
+        isBound = false; // first: without memory, nothing below can be relied on
         described = std::move(columns);
         layOut();
-        isBound = false;
         bind();
         isBound = true;
     }
