@@ -92,10 +92,9 @@ constexpr std::size_t dateBound = 64;
 constexpr std::size_t decimalExtra = 4;
 
 std::size_t decimalBound(const Description& description, const EngineTraits& traits) {
-    const bool honest = traits.engine != Engine::other && traits.engine != Engine::sqlite;
     // A scale beyond the size, or below zero, moves the point out of the digits.
     const bool plain = description.scale >= 0 && static_cast<SQLULEN>(description.scale) <= description.size;
-    return honest && plain && description.size > 0 && description.size != traits.unlimitedDecimalSize
+    return plain && description.size > 0 && description.size < traits.unlimitedDecimalSize
                ? description.size + decimalExtra
                : 0;
 }

@@ -37,9 +37,9 @@ void Connection::open(const std::string& connectionString, const std::string& us
     if (options != 0) {
         throw ComError(ado::adErrInvalidArgument, "A connection opens without options.");
     }
-    std::string completed = driverConnectionString(connectionString, userId, password);
-    auto opened = std::make_shared<Session>(completed, connectionTimeout, errorsOfLastCall);
-    wipe(completed);
+    SecretText whole;
+    whole.text = driverConnectionString(connectionString, userId, password);
+    auto opened = std::make_shared<Session>(whole.text, connectionTimeout, errorsOfLastCall);
     if (isolationLevel != 0) {
         opened->setIsolationLevel(isolationLevel);
     }

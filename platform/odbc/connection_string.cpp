@@ -27,6 +27,20 @@ void append(std::string& connectionString, std::string_view keyword, std::string
     connectionString += '}';
 }
 
+/// Where the first entry ends: at a semicolon, but not at one in braces.
+std::size_t endOfEntry(std::string_view connectionString) noexcept {
+    const std::size_t end = connectionString.find(';');
+    const std::size_t equals = connectionString.find('=');
+    if (end == std::string_view::npos || equals > end || connectionString[equals + 1] != '{') {
+        return end;
+    }
+    std::size_t closing = connectionString.find('}', equals);
+    while (closing != std::string_view::npos && connectionString.substr(closing + 1).starts_with('}')) {
+        closing = connectionString.find('}', closing + 2); // two of them stand for one
+    }
+    return closing == std::string_view::npos ? end : connectionString.find(';', closing);
+}
+
 } // namespace
 
 namespace orvel::platform::odbc {
@@ -45,7 +59,7 @@ std::string driverConnectionString(std::string_view given, std::string_view user
 
 std::string keywordValue(std::string_view connectionString, std::string_view keyword) {
     while (!connectionString.empty()) {
-        const std::string_view entry = connectionString.substr(0, connectionString.find(';'));
+        const std::string_view entry = connectionString.substr(0, endOfEntry(connectionString));
         if (entry.size() > keyword.size() && entry[keyword.size()] == '=' &&
             startsWithIgnoringCase(entry, keyword)) {
             return std::string(entry.substr(keyword.size() + 1));

@@ -11,12 +11,22 @@ namespace orvel::platform::odbc {
 std::string driverConnectionString(std::string_view given, std::string_view userId,
                                    std::string_view password);
 
-/// The value of the first such keyword, whatever its case; empty when there is none. Values in braces are not
-/// looked for.
+/// The value of the first such keyword, whatever its case; empty when there is none. What stands in braces is one
+/// value, with nothing to be found in it.
 std::string keywordValue(std::string_view connectionString, std::string_view keyword);
 
 /// Overwrites a text that holds a secret.
 void wipe(std::string& text) noexcept;
+
+/// A text that is overwritten when its time is over.
+struct SecretText {
+    std::string text;
+
+    SecretText() = default;
+    SecretText(const SecretText&) = delete;
+    SecretText& operator=(const SecretText&) = delete;
+    ~SecretText() { wipe(text); }
+};
 
 } // namespace orvel::platform::odbc
 

@@ -27,12 +27,26 @@ constexpr NativeStatus sqliteStatuses[] = {
     {20, dbCantConvertValue}, {23, dbPermissionDenied}, {25, dbBadOrdinal},
 };
 constexpr NativeStatus mariadbStatuses[] = {
-    {1021, dbOutOfSpace},        {1037, eOutOfMemory},        {1038, eOutOfMemory},
-    {1044, dbPermissionDenied},  {1049, dbNotFound},          {1114, dbOutOfSpace},
-    {1142, dbPermissionDenied},  {1143, dbPermissionDenied},  {1205, dbResourceLocked},
-    {1227, dbPermissionDenied},  {1290, dbReadOnly},          {1317, dbCanceled},
-    {1370, dbPermissionDenied},  {1792, dbReadOnly},          {1836, dbReadOnly},
-    {1969, dbAbortLimitReached}, {3024, dbAbortLimitReached},
+    {1021, dbOutOfSpace},
+    {1037, eOutOfMemory},
+    {1038, eOutOfMemory},
+    {1044, dbPermissionDenied},
+    {1049, dbNotFound},
+    {1114, dbOutOfSpace},
+    {1142, dbPermissionDenied},
+    {1143, dbPermissionDenied},
+    {1205, dbResourceLocked},
+    {1227, dbPermissionDenied},
+    {1290, dbReadOnly},
+    {1317, dbCanceled},
+    {1370, dbPermissionDenied},
+    {1792, dbReadOnly},
+    {1836, dbReadOnly},
+    {1969, dbAbortLimitReached},
+    {2006, eFail},
+    {2013, eFail},
+    {2055, eFail},
+    {3024, dbAbortLimitReached},
 };
 constexpr NativeStatus sqlServerStatuses[] = {
     {229, dbPermissionDenied},
@@ -127,8 +141,18 @@ std::uint32_t statusOfState(std::string_view sqlState) noexcept {
     return category != std::end(classes) ? category->status : eFail;
 }
 
+// Shut down, killed, gone, lost, lost while something else was done.
+constexpr std::int32_t mariadbLosses[] = {1053, 1927, 2006, 2013, 2055};
+
+// Commands out of sync, malformed packet.
+constexpr std::int32_t mariadbMisunderstandings[] = {2014, 2027};
+
 bool isOneOf(std::string_view state, std::initializer_list<std::string_view> list) noexcept {
     return std::ranges::find(list, state) != list.end();
+}
+
+bool isOneOf(std::int32_t code, std::span<const std::int32_t> list) noexcept {
+    return std::ranges::find(list, code) != list.end();
 }
 
 bool contains(std::string_view text, std::string_view part) noexcept {
@@ -152,6 +176,10 @@ Engine engineNamed(std::string_view name) noexcept {
     return contains(name, "SQL Server") ? Engine::sqlServer : Engine::other;
 }
 
+Engine engineOfDriver(const Diagnostic& diagnostic) noexcept {
+    return diagnostic.text.starts_with("[ma-") ? Engine::mariadb : Engine::other;
+}
+
 std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept {
     if (engine == Engine::sqlite && contains(diagnostic.text, "no such table")) {
         return dbNoTable;
@@ -164,14 +192,28 @@ std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept {
     return native != natives.end() ? native->status : statusOfState(diagnostic.sqlState);
 }
 
+/// A statement may raise the state of a lost connection while its own is well: a procedure by hand, a server that
+/// asks another one. The driver's own codes tell the two apart.
 bool meansConnectionLost(const Diagnostic& diagnostic, Engine engine) noexcept {
-    if (diagnostic.sqlState.starts_with("08") || isOneOf(diagnostic.sqlState, {"57P01", "57P02", "57P03"})) {
-        return true;
+    const bool hasLostState =
+        diagnostic.sqlState.starts_with("08") || isOneOf(diagnostic.sqlState, {"57P01", "57P02", "57P03"});
+    switch (engine) {
+    case Engine::mariadb:
+        return diagnostic.sqlState == "08003" || isOneOf(diagnostic.nativeError, mariadbLosses) ||
+               meansOutOfStep(diagnostic, engine);
+    case Engine::postgresql: {
+        constexpr std::int32_t failedStatement = 1; // in the words of the server
+        constexpr std::int32_t failedCommit = 110;
+        return hasLostState && diagnostic.nativeError != failedStatement &&
+               diagnostic.nativeError != failedCommit;
     }
-    constexpr std::int32_t serverGone = 2006;
-    constexpr std::int32_t serverLost = 2013;
-    return engine == Engine::mariadb &&
-           (diagnostic.nativeError == serverGone || diagnostic.nativeError == serverLost);
+    default:
+        return hasLostState;
+    }
+}
+
+bool meansOutOfStep(const Diagnostic& diagnostic, Engine engine) noexcept {
+    return engine == Engine::mariadb && isOneOf(diagnostic.nativeError, mariadbMisunderstandings);
 }
 
 bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept {

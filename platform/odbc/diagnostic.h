@@ -22,11 +22,17 @@ struct Diagnostic {
     std::string text; ///< UTF-8
 };
 
+/// The engine whose driver speaks, where its native codes are needed before there is a connection to ask.
+Engine engineOfDriver(const Diagnostic& diagnostic) noexcept;
+
 /// The HRESULT of a failure. Native codes count only with the engine they belong to.
 std::uint32_t statusOf(const Diagnostic& diagnostic, Engine engine) noexcept;
 
 /// The connection is gone: whatever the driver says of later calls, nothing reaches the engine any more.
 bool meansConnectionLost(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// Driver and server no longer understand each other: what the driver says from now on is not to be believed.
+bool meansOutOfStep(const Diagnostic& diagnostic, Engine engine) noexcept;
 
 /// The engine has undone not only the statement, but its whole transaction.
 bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept;

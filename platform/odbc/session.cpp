@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <mutex>
 
 #include "platform/ado/constants.h"
@@ -42,19 +43,25 @@ namespace orvel::platform::odbc {
 Session::Session(const std::string& connectionString, std::int32_t loginTimeout,
                  std::shared_ptr<ErrorList> errorList)
     : errors(std::move(errorList)) {
-    std::string completed;
+    SecretText completed;
     {
         const std::lock_guard guard(driverMutex());
-        completed = connect(connectionString, loginTimeout);
+        connect(connectionString, loginTimeout, completed.text);
     }
     open = true;
-    learnTraits(completed);
-    wipe(completed); // it holds the password
+    try {
+        learnTraits(completed.text);
+    } catch (...) {
+        disconnect(); // no destructor will
+        throw;
+    }
 }
 
 Session::~Session() { disconnect(); }
 
-std::string Session::connect(const std::string& connectionString, std::int32_t loginTimeout) {
+/// @param completed  gets the connection string with what the driver added; empty when it has no place there
+void Session::connect(const std::string& connectionString, std::int32_t loginTimeout,
+                      std::string& completed) {
     if (!succeeded(environment.allocate(nullptr))) {
         throw ComError(eOutOfMemory, "The ODBC driver manager has no environment to give.");
     }
@@ -66,11 +73,14 @@ std::string Session::connect(const std::string& connectionString, std::int32_t l
         SQLSetConnectAttr(connection.get(), SQL_ATTR_LOGIN_TIMEOUT,
                           sqlNumber(static_cast<SQLUINTEGER>(loginTimeout)), 0);
     }
-    std::string completed(4096, '\0');
+    completed.resize(std::numeric_limits<SQLSMALLINT>::max());
     SQLSMALLINT length = 0;
     check(SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS, sqlText(completed),
                            static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT));
-    return completed;
+    if (length < 0 || static_cast<std::size_t>(length) >= completed.size()) {
+        wipe(completed);
+        completed.clear();
+    }
 }
 
 void Session::check(SQLRETURN code) {
@@ -99,6 +109,7 @@ void Session::learnTraits(const std::string& completedString) {
     engineTraits.bindingFixesLengths = engineTraits.engine == Engine::sqlite;
     if (engineTraits.engine == Engine::mariadb) {
         engineTraits.unlimitedTextSize = ~SQLULEN{0}; // it describes honestly
+        engineTraits.unlimitedDecimalSize = ~SQLULEN{0};
         engineTraits.directPreparesAnyway = true;
     }
     if (engineTraits.engine == Engine::postgresql) {
@@ -106,10 +117,14 @@ void Session::learnTraits(const std::string& completedString) {
         constexpr SQLINTEGER unknownSizes = 65542;
         constexpr SQLINTEGER maxVarcharSize = 65546;
         constexpr SQLULEN unlimitedNumeric = 28;
-        engineTraits.unlimitedTextSize = driverOption(maxVarcharSize, 0);
-        engineTraits.unlimitedDecimalSize = driverOption(unknownSizes, 0) == 1 ? 0 : unlimitedNumeric;
+        constexpr SQLULEN longestSoFar = 2; // the size of what was fetched so far, and so no limit
+        if (driverOption(unknownSizes, longestSoFar) != longestSoFar) {
+            engineTraits.unlimitedTextSize = driverOption(maxVarcharSize, 0);
+            engineTraits.unlimitedDecimalSize = unlimitedNumeric;
+        }
         const std::string protocol = keywordValue(completedString, "Protocol");
-        engineTraits.failureSpoilsTransaction = protocol.ends_with("-0") || protocol.ends_with("-1");
+        engineTraits.failureSpoilsTransaction =
+            completedString.empty() || protocol.ends_with("-0") || protocol.ends_with("-1");
     }
 }
 
@@ -163,6 +178,9 @@ void Session::begin() {
 }
 
 void Session::requireTransaction() const {
+    if (!open) {
+        throw ComError(eFail, "The connection was lost.");
+    }
     if (!inTransaction) {
         throw ComError(ado::xactNoTransaction, "There is no transaction.");
     }
@@ -222,6 +240,9 @@ void Session::note(const Diagnostic& diagnostic) noexcept {
     lost = lost || (open && meansConnectionLost(diagnostic, engineTraits.engine));
     spoiled = spoiled || (inTransaction && (engineTraits.failureSpoilsTransaction ||
                                             meansTransactionUndone(diagnostic, engineTraits.engine)));
+    if (open && meansOutOfStep(diagnostic, engineTraits.engine)) {
+        disconnect(); // what comes next would be a false success, and then a crash in the driver
+    }
 }
 
 void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(readDiagnostics(handleType, handle)); }
@@ -231,7 +252,10 @@ void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
         throw ComError(eFail, open ? "The ODBC driver gave no reason." : "The connection was lost.");
     }
     std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
-    status = status != 0 ? status : statusOf(diagnostics.front(), engineTraits.engine);
+    if (status == 0) {
+        const Diagnostic& first = diagnostics.front();
+        status = statusOf(first, open ? engineTraits.engine : engineOfDriver(first));
+    }
     std::string words = messageToNarrow(diagnostics.front().text);
     errors->fill(std::move(diagnostics));
     throw ComError(status, std::move(words));

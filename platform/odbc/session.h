@@ -24,7 +24,7 @@ struct EngineTraits {
     bool failureSpoilsTransaction = false;
     /// Character columns described with this many characters or more may be without a limit; 0: all may be.
     SQLULEN unlimitedTextSize = 0;
-    /// Decimal columns described with this many digits may be without a limit.
+    /// Decimal columns described with this many digits or more may be without a limit; 0: all may be.
     SQLULEN unlimitedDecimalSize = 0;
     /// What a direct execution with parameters costs, a prepared one costs as well.
     bool directPreparesAnyway = false;
@@ -84,7 +84,7 @@ private:
     bool spoiled = false;
     bool timeoutRefused = false;
 
-    std::string connect(const std::string& connectionString, std::int32_t loginTimeout);
+    void connect(const std::string& connectionString, std::int32_t loginTimeout, std::string& completed);
     void check(SQLRETURN code);
     std::string information(SQLUSMALLINT kind);
     SQLULEN driverOption(SQLINTEGER attribute, SQLULEN otherwise);
