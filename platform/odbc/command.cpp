@@ -20,7 +20,7 @@ void Command::setActiveConnection(const ado::Ref<ado::Connection>& newConnection
         throw ComError(ado::adErrInvalidConnection, "The connection belongs to another implementation.");
     }
     connection = std::move(own);
-    statement.reset();
+    forgetStatements();
 }
 
 ado::Ref<ado::Connection> Command::activeConnection() { return connection; }
@@ -29,13 +29,27 @@ void Command::setCommandTimeout(std::int32_t seconds) { timeout = std::max(secon
 
 void Command::setCommandText(const std::string& newText) {
     text = newText;
-    statement.reset();
+    forgetStatements();
     executedBefore = false;
+}
+
+void Command::forgetStatements() noexcept {
+    for (Execution& execution : executions) {
+        execution.statement.reset();
+    }
+}
+
+/// An engine's errors are those of the call that comes now, also when it never gets to the engine.
+void Command::beginCall() const noexcept {
+    if (connection != nullptr) {
+        connection->errorList().clear();
+    }
 }
 
 ado::Ref<ado::Parameter> Command::createParameter(const std::string& /*name*/, std::int32_t type,
                                                   std::int32_t direction, std::int32_t size,
                                                   const ado::Variant& value) {
+    beginCall();
     if (direction != ado::adParamInput) {
         throw ComError(ado::adErrInvalidArgument, "Parameters are for input only.");
     }
@@ -44,52 +58,63 @@ ado::Ref<ado::Parameter> Command::createParameter(const std::string& /*name*/, s
     return parameter;
 }
 
-ado::Ref<ado::Parameters> Command::parameters() { return parameterList; }
+ado::Ref<ado::Parameters> Command::parameters() {
+    beginCall();
+    return parameterList;
+}
 
 ado::Ref<ado::Recordset> Command::execute(ado::Variant* recordsAffected, std::int32_t options) {
     if (connection == nullptr) {
         throw ComError(ado::adErrInvalidConnection, "The command has no connection.");
     }
-    connection->errorList().clear();
-    requireStatement();
+    beginCall();
+    Execution& execution = freeExecution();
     try {
-        bindParameters();
-        run();
-        return connection->deliver(statement, recordsAffected, options);
+        bindParameters(execution);
+        run(execution);
+        return connection->deliver(execution.statement, recordsAffected, options);
     } catch (...) {
-        statement->closeCursor();
+        execution.statement->closeCursor();
         throw;
     }
 }
 
-/// The statement of the execution before, unless a recordset has kept it or its session is gone.
-void Command::requireStatement() {
+/// One whose rows nobody reads and whose session is not gone.
+Command::Execution& Command::freeExecution() {
     const std::shared_ptr<Session>& session = connection->currentSession();
     if (session == nullptr) {
         throw ComError(ado::adErrInvalidConnection, "The command's connection is closed.");
     }
-    if (statement == nullptr || statement.use_count() > 1 || !statement->isUsable()) {
-        statement = std::make_shared<Statement>(session);
-        prepared = false;
-        forgetBindings();
+    auto found = std::ranges::find_if(executions, &Execution::isFree);
+    if (found == executions.end()) {
+        const auto isUnused = [](const Execution& execution) {
+            return execution.statement == nullptr || !execution.statement->isUsable();
+        };
+        found = std::ranges::find_if(executions, isUnused);
+        found = found != executions.end() ? found : executions.begin();
+        found->statement = std::make_shared<Statement>(session);
+        found->prepared = false;
+        found->forgetBindings();
     }
-    statement->setTimeout(timeout);
+    found->statement->setTimeout(timeout);
+    return *found;
 }
 
-void Command::forgetBindings() noexcept {
+void Command::Execution::forgetBindings() noexcept {
     for (ParameterBuffer& buffer : buffers) {
         buffer.forgetBinding();
     }
 }
 
-void Command::bindParameters() {
+void Command::bindParameters(Execution& execution) const {
     const auto& parameters = parameterList->all();
+    auto& [statement, buffers, prepared] = execution;
     if (parameters.size() < buffers.size()) {
         // A marker without a parameter must fail, not run with the value of the execution before.
         statement->check(SQLFreeStmt(statement->get(), SQL_RESET_PARAMS));
-        forgetBindings();
+        execution.forgetBindings();
     } else if (statement->session().traits().bindingFixesLengths) {
-        forgetBindings();
+        execution.forgetBindings();
     }
     buffers.resize(parameters.size());
     for (std::size_t index = 0; index < parameters.size(); ++index) {
@@ -97,38 +122,39 @@ void Command::bindParameters() {
     }
 }
 
-void Command::run() {
+void Command::run(Execution& execution) {
     // A marker in a text without parameters is told apart only by preparing: sent directly it breaks the
     // protocol there.
-    const bool preparesAnyway = statement->session().traits().directPreparesAnyway &&
-                                (!buffers.empty() || text.find('?') != std::string::npos);
+    const bool preparesAnyway = execution.statement->session().traits().directPreparesAnyway &&
+                                (!execution.buffers.empty() || text.find('?') != std::string::npos);
     const bool again = std::exchange(executedBefore, true);
-    if (prepared || again || preparesAnyway) {
-        runPrepared();
+    if (execution.prepared || again || preparesAnyway) {
+        runPrepared(execution);
     } else {
-        statement->executeDirectly(text);
+        execution.statement->executeDirectly(text);
     }
 }
 
-void Command::runPrepared() {
-    if (!prepared) {
-        statement->prepare(text);
-        prepared = true;
-        statement->execute();
+void Command::runPrepared(Execution& execution) const {
+    Statement& statement = *execution.statement;
+    if (!execution.prepared) {
+        statement.prepare(text);
+        execution.prepared = true;
+        statement.execute();
         return;
     }
     try {
-        statement->execute();
+        statement.execute();
     } catch (const ComError&) {
         const auto& reasons = connection->errorList().all();
-        const Session& session = statement->session();
+        const Session& session = statement.session();
         if (reasons.empty() || session.transactionSpoiled() ||
             !meansPlanOutdated(reasons.front(), session.traits().engine)) {
             throw;
         }
         connection->errorList().clear();
-        statement->prepare(text);
-        statement->execute();
+        statement.prepare(text);
+        statement.execute();
     }
 }
 

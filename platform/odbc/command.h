@@ -1,6 +1,7 @@
 #ifndef ORVEL_PLATFORM_ODBC_COMMAND_H
 #define ORVEL_PLATFORM_ODBC_COMMAND_H
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -13,8 +14,8 @@
 
 namespace orvel::platform::odbc {
 
-/// Runs its text directly the first time and prepares it when it is run again. The statement is used again
-/// unless a recordset still reads from it.
+/// Runs its text directly the first time and prepares it when it is run again. Of two statements it uses one that no
+/// recordset reads from, so that a caller who still holds the rows of the execution before costs no new plan.
 class Command final : public ado::Command {
 public:
     void setActiveConnection(const ado::Ref<ado::Connection>& newConnection) override;
@@ -32,16 +33,24 @@ private:
     std::string text;
     std::int32_t timeout = 0;
     std::shared_ptr<ParameterList> parameterList = std::make_shared<ParameterList>();
-    std::deque<ParameterBuffer> buffers; ///< bound memory does not move
-    std::shared_ptr<Statement> statement;
-    bool executedBefore = false;
-    bool prepared = false;
+    /// A statement with what is bound to it.
+    struct Execution {
+        std::shared_ptr<Statement> statement;
+        std::deque<ParameterBuffer> buffers; ///< bound memory does not move
+        bool prepared = false;
 
-    void requireStatement();
-    void bindParameters();
-    void run();
-    void runPrepared();
-    void forgetBindings() noexcept;
+        bool isFree() const noexcept { return statement.use_count() == 1 && statement->isUsable(); }
+        void forgetBindings() noexcept;
+    };
+    std::array<Execution, 2> executions;
+    bool executedBefore = false;
+
+    Execution& freeExecution();
+    void forgetStatements() noexcept;
+    void beginCall() const noexcept;
+    void bindParameters(Execution& execution) const;
+    void run(Execution& execution);
+    void runPrepared(Execution& execution) const;
 };
 
 } // namespace orvel::platform::odbc
