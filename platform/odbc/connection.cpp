@@ -101,6 +101,9 @@ ado::Ref<ado::Recordset> Connection::deliver(const std::shared_ptr<Statement>& s
     if (columns > 0 && rowsWanted) {
         return std::make_shared<Recordset>(shared_from_this(), statement, columns);
     }
+    if (columns > 0) {
+        statement->discardRows();
+    }
     statement->drainResults();
     statement->closeCursor();
     return rowsWanted ? std::make_shared<Recordset>(shared_from_this(), nullptr, SQLSMALLINT{0}) : nullptr;

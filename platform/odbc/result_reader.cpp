@@ -93,6 +93,12 @@ void ResultReader::setLimits() {
     }
 }
 
+void ResultReader::unbind() {
+    isBound = false;
+    statement.check(SQLFreeStmt(statement.get(), SQL_UNBIND));
+    statement.check(SQLSetStmtAttr(statement.get(), SQL_ATTR_ROW_ARRAY_SIZE, sqlNumber(1), 0));
+}
+
 void ResultReader::bind() {
     const SQLHSTMT handle = statement.get();
     statement.check(SQLFreeStmt(handle, SQL_UNBIND));

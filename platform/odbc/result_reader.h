@@ -29,6 +29,8 @@ public:
     /// False at the end. After a failure, and once the connection is closed and the block is read, there are
     /// no more rows.
     bool next();
+    /// Lets the driver fetch single rows, into no memory.
+    void unbind();
     /// The bindings are gone, with the plan they belonged to.
     void forgetBindings() noexcept { isBound = false; }
     /// No rows from now on.

@@ -110,6 +110,13 @@ std::int64_t Statement::changedRows() {
     return count;
 }
 
+void Statement::discardRows() {
+    rows.unbind();
+    for (SQLRETURN code = SQL_SUCCESS; code != SQL_NO_DATA; code = SQLFetch(handle.get())) {
+        check(code);
+    }
+}
+
 void Statement::drainResults() {
     SQLRETURN code = severalResults ? SQL_SUCCESS : SQL_NO_DATA;
     while (isUsable() && code != SQL_NO_DATA) {

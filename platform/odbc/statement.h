@@ -36,6 +36,8 @@ public:
     SQLSMALLINT columnCount();
     /// Rows that the current result's statement changed; -1 when the engine does not count.
     std::int64_t changedRows();
+    /// Fetches the rows of a result that nobody wants: some servers compute them only then, and their errors with them.
+    void discardRows();
     /// Passes over the results that follow, so that an error in one of them is not lost.
     void drainResults();
 
