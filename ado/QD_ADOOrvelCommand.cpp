@@ -1,5 +1,6 @@
 #include "QD_ADOOrvelCommand.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -102,7 +103,7 @@ void QD_ADOOrvelCommand::addStringParam(const char* text) {
             return;
         }
         const std::string utf8 = platform::narrowToUtf8(text);
-        const auto units = static_cast<std::int32_t>(platform::utf16Length(utf8));
+        const auto units = std::max(1, static_cast<std::int32_t>(platform::utf16Length(utf8)));
         append(inputParameter(needed(command), ado::adBSTR, units, utf8).shared());
     });
 }

@@ -14,9 +14,9 @@ class Parameter;
 
 /// A command on a client/server engine; see QD_OrvelCommand for what every command promises.
 ///
-/// What is wrong with its text shows when it is run. It can be run again after a failure. 64-bit integers
-/// travel as decimals. Once its connection or the command itself is closed, every operation fails with its
-/// own code.
+/// What is wrong with its text shows when it is run. It can be run again after a failure. 64-bit integers are
+/// declared as decimals and travel as the whole numbers that they are. Once its connection or the command
+/// itself is closed, every operation fails with its own code.
 class QD_ORVEL_EXPORT QD_ADOOrvelCommand : public QD_OrvelCommand {
 public:
     /// @param attached        a command that knows its connection

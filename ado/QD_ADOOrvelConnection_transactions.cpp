@@ -83,11 +83,15 @@ void QD_ADOOrvelConnection::rollBackFailedCommit() noexcept {
     if (!std::exchange(commitFailed, false) || connection == nullptr) {
         return;
     }
-    try {
-        connection->rollbackTrans();
-    } catch (...) {
-        return; // none was open, which is as good
-    }
+    const auto attempt = [](auto step) noexcept {
+        try {
+            step();
+        } catch (...) {
+            return; // no transaction was open, or nothing can be reached any more
+        }
+    };
+    attempt([&] { connection->rollbackTrans(); });
+    attempt([&] { connection->setIsolationLevel(ado::adXactReadCommitted); });
 }
 
 long long QD_ADOOrvelConnection::getLastInsertedId() {
