@@ -72,7 +72,11 @@ ado::Ref<ado::Recordset> Command::execute(ado::Variant* recordsAffected, std::in
     try {
         bindParameters(execution);
         run(execution);
-        return connection->deliver(execution.statement, recordsAffected, options);
+        auto rows = connection->deliver(execution.statement, recordsAffected, options);
+        if (execution.isFree()) { // a driver may look at parameters for as long as rows come
+            std::ranges::for_each(execution.buffers, &ParameterBuffer::releaseLargeMemory);
+        }
+        return rows;
     } catch (...) {
         execution.statement->closeCursor();
         throw;

@@ -45,6 +45,9 @@ bool fitsBigInteger(const Decimal& decimal) noexcept {
     return decimal.high == 0 && decimal.scale == 0 && decimal.low <= limit;
 }
 
+// Up to this size, memory is kept for the next execution.
+constexpr std::size_t worthKeeping = std::size_t{64} * 1024;
+
 std::int64_t bigIntegerOf(const Decimal& decimal) noexcept {
     return static_cast<std::int64_t>(decimal.sign == Decimal::negative ? 0 - decimal.low : decimal.low);
 }
@@ -73,6 +76,15 @@ void Parameter::appendChunk(const ado::Variant& data) {
     }
 }
 
+void Parameter::forgetLargeValue() noexcept {
+    const auto* text = std::get_if<std::string>(&value);
+    const auto* data = std::get_if<ado::Bytes>(&value);
+    if ((text != nullptr && text->capacity() > worthKeeping) ||
+        (data != nullptr && data->capacity() > worthKeeping)) {
+        value = ado::Null{};
+    }
+}
+
 bool Parameter::isComplete() const noexcept {
     return size > 0 || (type != adBSTR && type != adLongVarBinary);
 }
@@ -94,6 +106,7 @@ void ParameterList::remove(std::int32_t index) {
         throw ComError(adErrItemNotFound, "There is no parameter at this position.");
     }
     const auto position = parameters.begin() + index;
+    (*position)->forgetLargeValue();
     removed.push_back(std::move(*position));
     parameters.erase(position);
 }
@@ -135,6 +148,13 @@ void ParameterBuffer::take(const Parameter& parameter, SQLUSMALLINT number, Stat
                                          binding.sqlType, binding.size, binding.digits,
                                          const_cast<void*>(binding.data), binding.capacity, &length));
         bound = binding;
+    }
+}
+
+void ParameterBuffer::releaseLargeMemory() noexcept {
+    if (bytes.capacity() > worthKeeping) {
+        std::vector<char>().swap(bytes);
+        forgetBinding();
     }
 }
 

@@ -23,6 +23,9 @@ public:
     void setNumericScale(std::uint8_t digits) override { scale = digits; }
     void appendChunk(const ado::Variant& data) override;
 
+    /// Lets a value go that is not worth its memory until the parameter is used again.
+    void forgetLargeValue() noexcept;
+
     /// The size says how long a text or a binary may be: without one, neither can be appended.
     bool isComplete() const noexcept;
 
@@ -59,6 +62,8 @@ public:
     /// changed.
     void take(const Parameter& parameter, SQLUSMALLINT number, Statement& statement);
     void forgetBinding() noexcept { bound = {}; }
+    /// Gives memory back that a large value took. The marker is bound again before it is used again.
+    void releaseLargeMemory() noexcept;
 
 private:
     /// What the driver knows of the marker.
