@@ -18,21 +18,24 @@ namespace {
 
 using namespace orvel::tests;
 
-Error notOpenIn(const char* functions) { return {12, 1000, "Null Database pointer", traceOf(functions)}; }
-
-void traceSql(bool on) { QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, on ? 1 : 0, nullptr); }
+std::string tracedBy(const std::function<void()>& body) {
+    testing::internal::CaptureStderr();
+    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 1, nullptr);
+    body();
+    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 0, nullptr);
+    return testing::internal::GetCapturedStderr();
+}
 
 using SqliteConnection = SqliteTest;
 
 TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
-    const SqliteProbe probe(config);
     using Row = std::tuple<const char*, const char*, const char*>;
     for (const auto& [name, place, expected] :
          {Row{"Parts", "C:\\Data", "C:\\Data\\Parts.db3"}, Row{"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
           Row{"Parts", "C:/Data/", "C:/Data/\\Parts.db3"}, Row{"Parts", nullptr, ".\\Parts.db3"},
           Row{"Parts", "", ".\\Parts.db3"}, Row{nullptr, "\\", "\\.db3"}}) {
         std::string out = "before";
-        probe.getDBPathName(name, place, out);
+        probe->getDBPathName(name, place, out);
         EXPECT_EQ(out, expected);
     }
     std::filesystem::create_directory("file:x"); // a name like any other, not a URI
@@ -42,8 +45,7 @@ TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
         EXPECT_TRUE(connection->isOpen() && connection->getLastInsertedId() == 0);
         run("CREATE TABLE IF NOT EXISTS t (a); INSERT INTO t VALUES (1)");
     }
-    EXPECT_EQ(rows(), 4);
-    EXPECT_TRUE(std::filesystem::exists("file:x/Parts.db3"));
+    EXPECT_TRUE(rows() == 4 && std::filesystem::exists("file:x/Parts.db3"));
 }
 
 TEST_F(SqliteConnection, aFailingOpenNamesTheFileAndAClosedOneRefusesStatements) {
@@ -60,8 +62,7 @@ TEST_F(SqliteConnection, aFailingOpenNamesTheFileAndAClosedOneRefusesStatements)
     expectError([&] { run(" "); }, notOpenIn("checkDB execNoQuery"));
     EXPECT_STREQ(connection->getProvider(), "SQLITE");
     EXPECT_STREQ(connection->getVersion(), "3.3.5");
-    EXPECT_FALSE(connection->isClientServer());
-    EXPECT_EQ(connection->getLastInsertedId(), 0);
+    EXPECT_TRUE(!connection->isClientServer() && connection->getLastInsertedId() == 0);
 }
 
 TEST_F(SqliteConnection, runsEveryStatementOfATextUpToAFailingOne) {
@@ -87,18 +88,15 @@ TEST_F(SqliteConnection, runsEveryStatementOfATextUpToAFailingOne) {
 }
 
 TEST_F(SqliteConnection, compilingTellsWhereTheRestBegins) {
-    SqliteProbe probe(config);
-    expectError([&] { probe.compile(nullptr); },
-                {22, 0, "", traceOf("QD_OrvelTools::throwOnNullString compile")});
-    probe.open("Parts", nullptr, 0);
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
-    EXPECT_EQ(probe.compile("SELECT 1; SELECT 2", &statement, &tail), 0);
-    EXPECT_EQ(sqlite3_finalize(statement), 0);
-    EXPECT_EQ(errorOf([&] { probe.compile("nonsense", &statement, &tail); }).code, 34);
+    EXPECT_EQ(probe->compile("SELECT 1; SELECT 2", &statement, &tail) + sqlite3_finalize(statement), 0);
+    EXPECT_EQ(errorOf([&] { probe->compile("nonsense", &statement, &tail); }).code, 34);
     EXPECT_EQ(statement, nullptr);
     EXPECT_STREQ(tail, " SELECT 2") << "as it was";
-    EXPECT_EQ(probe.compile("-- nothing"), nullptr);
+    EXPECT_EQ(probe->compile("-- nothing"), nullptr);
+    expectError([&] { probe->compile(nullptr); },
+                {22, 0, "", traceOf("QD_OrvelTools::throwOnNullString compile")});
 }
 
 TEST_F(SqliteConnection, aWriteLockIsBusyAfterTheTimeoutAndNotBefore) {
@@ -194,62 +192,52 @@ TEST_F(SqliteConnection, closingLeavesLivingStatementsWorkingAndTheLastOfThemClo
 }
 
 TEST_F(SqliteConnection, tracesTheTextAsGivenBeforeItRuns) {
-    traceSql(true);
-    testing::internal::CaptureStderr();
-    run("");
-    ask("SELECT '%s'");
-    errorOf([&] { run("nonsense"); });
     const QD_OrvelCommandHandle create = command("CREATE TABLE IF NOT EXISTS t (a)");
-    create->execNoQuery(0); // writes none
-    create->execQuery(0);
-    traceSql(false);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Orvel SQL:\"SELECT '%s'\"\nOrvel SQL:\"nonsense\"\n"
-                                                      "Orvel SQL:\"CREATE TABLE IF NOT EXISTS t (a)\"\n");
+    EXPECT_EQ(tracedBy([&] {
+                  run("");
+                  ask("SELECT '%s'");
+                  errorOf([&] { run("nonsense"); });
+                  create->execNoQuery(0); // writes none
+                  create->execQuery(0);
+              }),
+              "Orvel SQL:\"SELECT '%s'\"\nOrvel SQL:\"nonsense\"\n"
+              "Orvel SQL:\"CREATE TABLE IF NOT EXISTS t (a)\"\n");
 }
 
 class SqliteTransaction : public SqliteTest {
 protected:
-    SqliteTransaction() {
-        connection = QD_OrvelConnectionHandle(probe);
-        connection->open("Parts", nullptr, 0);
-        run("CREATE TABLE t (a)");
-    }
+    SqliteTransaction() { run("CREATE TABLE t (a)"); }
 
-    SqliteProbe* probe = new SqliteProbe(config);
-
-    int insert() const { return run("INSERT INTO t VALUES (1)"); }
     void expectNothingToAbort() const {
         expectError([&] { probe->abortTransaction(""); }, {18, 0, "", traceOf("abortTransaction")});
     }
-
     /// Leaves behind a commit that met a busy database.
     void failCommit() const {
         const QD_OrvelConnectionHandle reader = opened();
         const QD_OrvelQueryHandle reading = reader->execQuery("SELECT 1 FROM sqlite_master", 0);
         connection->setBusyTimeout(0);
         probe->beginTransaction(0, "");
-        insert();
+        run("INSERT INTO t VALUES (1)");
         expectError([&] { probe->commitTransaction(""); },
                     {31, 5, "database is locked", traceOf("execNoQuery execNoQuery commitTransaction")});
     }
 };
 
 TEST_F(SqliteTransaction, onlyTheOutermostReachesSqlite) {
-    using Row = std::tuple<unsigned int, const char*, const char*, const char*>;
+    using Row = std::tuple<unsigned int, std::string, const char*, const char*>;
     for (const auto& [flags, steps, begin, end] :
          {Row{0U, "bbcc", "BEGIN DEFERRED", "COMMIT"}, Row{4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
           Row{1U, "ba", "BEGIN DEFERRED", "ROLLBACK"}, Row{2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
           Row{6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
-        traceSql(true);
-        testing::internal::CaptureStderr();
-        for (const char step : std::string(steps)) {
-            step == 'b'   ? probe->beginTransaction(flags, "")
-            : step == 'c' ? probe->commitTransaction("")
-                          : probe->abortTransaction("");
-        }
-        traceSql(false);
+        const std::string traced = tracedBy([&, &way = steps, &how = flags] {
+            for (const char step : way) {
+                step == 'b'   ? probe->beginTransaction(how, "")
+                : step == 'c' ? probe->commitTransaction("")
+                              : probe->abortTransaction("");
+            }
+        });
         const std::string before = "Orvel SQL:\"", behind = " TRANSACTION;\"\n";
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), before + begin + behind + before + end + behind);
+        EXPECT_EQ(traced, before + begin + behind + before + end + behind) << steps;
     }
 }
 
@@ -270,22 +258,21 @@ TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
 }
 
 TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
-    const std::function<void(const char*)> anyWay[] = {
-        [&](const char* sql) { run(sql); }, [&](const char* sql) { query(sql); },
-        [&](const char* sql) { command(sql)->execNoQuery(0); }};
-    const auto reopen = [&](const char*) {
+    using Way = std::function<void(const char*)>;
+    const Way anyWay[] = {[&](const char* sql) { run(sql); }, [&](const char* sql) { query(sql); },
+                          [&](const char* sql) { command(sql)->execNoQuery(0); }};
+    const Way reopen = [&](const char*) {
         connection->close();
         connection->open("Parts", nullptr, 0);
     };
-    const auto behindItsBack = [&](const char*) {
+    const Way behindItsBack = [&](const char*) {
         query("ROLLBACK");
         probe->beginTransaction(0, "");
         query("COMMIT");
         EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 34);
     };
     for (const auto& begin : anyWay) {
-        for (const std::function<void(const char*)>& end :
-             {anyWay[0], anyWay[2], {reopen}, {behindItsBack}}) {
+        for (const auto& end : {anyWay[0], anyWay[2], reopen, behindItsBack}) {
             failCommit();
             end("COMMIT");
             begin("BEGIN");

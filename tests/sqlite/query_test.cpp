@@ -82,16 +82,16 @@ TEST_F(SqliteQuery, readsItsRowsUpToItsEnd) {
     EXPECT_EQ(rows->numFields(), 0);
     EXPECT_EQ(read(rows, "a"), nothing) << "no name is found without a row";
     EXPECT_FALSE(rows->getFieldName(0, name) || rows->getFieldDeclType(0, name));
-    const QD_OrvelQueryHandle none = query("SELECT 1 WHERE 0");
-    EXPECT_TRUE(none->eof() && none->numFields() == 0);
 }
 
-TEST_F(SqliteQuery, ofAnEmptyTextIsEmptyEvenWhenClosed) {
+TEST_F(SqliteQuery, withoutRowsIsAtItsEndAndOfAnEmptyTextEvenWhenClosed) {
+    const QD_OrvelQueryHandle none = query("SELECT 1 WHERE 0");
+    EXPECT_TRUE(none->eof() && none->numFields() == 0);
     connection->close();
     for (const char* sql : {static_cast<const char*>(nullptr), ""}) {
         const QD_OrvelQueryHandle rows = connection->execQuery(sql, 0);
-        rows->nextRow();
         EXPECT_TRUE(rows->eof() && rows->numFields() == 0);
+        rows->nextRow();
         EXPECT_EQ(read(rows, 0) + read(rows, "a"), std::string(nothing) + nothing);
     }
 }

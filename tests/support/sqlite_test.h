@@ -23,6 +23,11 @@ public:
     using QD_SQOrvelConnection::getDBPathName;
 };
 
+/// What a closed connection raises.
+inline Error notOpenIn(const std::string& functions) {
+    return {12, 1000, "Null Database pointer", traceOf(functions)};
+}
+
 /// Tests on real SQLite files in a directory of their own, each with the database "Parts" open.
 class SqliteTest : public testing::Test {
 protected:
@@ -31,6 +36,7 @@ protected:
     TemporaryDirectory directory;
     const std::string path = directory.path().string();
     std::string config;
+    SqliteProbe* probe = nullptr; ///< what `connection` designates
     QD_OrvelConnectionHandle connection;
 
     /// Opens `connection` anew, with a configuration whose DatabaseSection/SQLite holds `sections`.
@@ -39,7 +45,7 @@ protected:
         config = directory.write("config.xml", "<Orvel><MinorVersion>2</MinorVersion><CommonSection>" +
                                                    common + "</CommonSection><DatabaseSection><SQLite>" +
                                                    sections + "</SQLite></DatabaseSection></Orvel>");
-        connection = closed();
+        connection = QD_OrvelConnectionHandle(probe = new SqliteProbe(config));
         connection->open("Parts", path.c_str(), 0);
     }
 
