@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <tuple>
-#include <utility>
 
 #include "QD_OrvelTransaction.h"
 #include "tests/support/diagnostic_lines.h"
@@ -135,26 +135,24 @@ protected:
     QD_OrvelConnectionHandle scripted(const char* failing) const {
         return QD_OrvelConnectionHandle(new Scripted(config, failing));
     }
-    static void noteError(const Error& error) {
+    static void noteErrorOf(const std::function<void()>& body) {
+        const Error error = errorOf(body);
         calls += error.code < 0 ? "" : "throws " + std::to_string(error.code) + " " + error.trace + ";";
     }
     /// The calls and errors of a transaction that begins in its construction for "B"; b, c and a call begin,
     /// commit and abort.
-    static std::string lifeOf(QD_OrvelConnectionHandle connection, const std::string& steps,
-                              const char* name) {
+    static std::string lifeOf(QD_OrvelConnectionHandle handle, const std::string& steps, const char* name) {
         calls.clear();
-        noteError(errorOf([&] {
-            QD_OrvelTransaction transaction(connection, 6, steps.starts_with('B'), name);
-            connection.release(); // the transaction keeps it
+        noteErrorOf([&] {
+            QD_OrvelTransaction transaction(handle, 6, steps.starts_with('B'), name);
+            handle.release(); // the transaction keeps it
             for (const char step : steps) {
-                noteError(errorOf([&] {
-                    step == 'b'   ? transaction.begin()
-                    : step == 'c' ? transaction.commit()
-                    : step == 'a' ? transaction.abort()
-                                  : void();
-                }));
+                if (step == 'b') noteErrorOf([&] { transaction.begin(); });
+                if (step == 'c') noteErrorOf([&] { transaction.commit(); });
+                if (step == 'a') noteErrorOf([&] { transaction.abort(); });
             }
-        }));
+        });
+        handle.release(); // if its construction failed
         return calls;
     }
 };
@@ -175,10 +173,9 @@ TEST_F(Transaction, reachesTheProviderOnceForEachChangeOfState) {
 
 TEST_F(Transaction, aFailedAbortAtItsEndIsLoggedAndSwallowed) {
     EXPECT_EQ(lifeOf(scripted("abort"), "B", nullptr), "begin 6;abort ;gone;");
-    EXPECT_THAT(DiagnosticLines::all(), testing::ElementsAre(testing::MatchesRegex(
-                                            "CATCH\\.\\.\\. : QD_OrvelInterface, Line [0-9]+, "
-                                            "QD_OrvelTransaction::~QD_OrvelTransaction - Runtime exception "
-                                            "caught\n")));
+    const auto* const line = "CATCH\\.\\.\\. : QD_OrvelInterface, Line [0-9]+, "
+                             "QD_OrvelTransaction::~QD_OrvelTransaction - Runtime exception caught\n";
+    EXPECT_THAT(DiagnosticLines::all(), testing::ElementsAre(testing::MatchesRegex(line)));
 }
 
 TEST_F(Transaction, aBeginThatFailsInItsConstructionKeepsTheConnectionForGood) {

@@ -3,7 +3,6 @@
 #include <memory>
 #include <utility>
 
-#include "QD_OrvelTools.h"
 #include "QD_SQOrvelException.h"
 #include "tests/support/expect_error.h"
 
@@ -64,16 +63,6 @@ TEST(Exception, ofABusySqliteDatabaseIsOneCodeWhateverWasAsked) {
     QD_SQOrvelException copy(target);
     EXPECT_STREQ(copy.errorMessage(),
                  "Orvel: Unspecified Error. (31), Provider: locked (5), hr: 0, Trace: f");
-}
-
-TEST(Tools, nullAndEmptyTextsHaveTheirOwnCodes) {
-    const std::string tools = "QD_OrvelTools::throwOnNull";
-    for (const char* text : {static_cast<const char*>(nullptr), ""}) {
-        expectError([&] { QD_OrvelTools::throwOnNullOrEmptyString(text); },
-                    {23, 0, "", tools + "OrEmptyString"});
-    }
-    expectError([] { QD_OrvelTools::throwOnNullString(nullptr); }, {22, 0, "", tools + "String"});
-    EXPECT_NO_THROW(QD_OrvelTools::throwOnNullString(""));
 }
 
 } // namespace

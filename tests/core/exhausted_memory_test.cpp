@@ -122,13 +122,7 @@ TEST(ExhaustedMemory, theReserveServesAgainOnceItsExceptionsAreGone) {
     }
 }
 
-class ExhaustedMemorySqlite : public SqliteTest {
-protected:
-    ExhaustedMemorySqlite() {
-        QD_OrvelSetDebugOutput([](const char*) noexcept {}); // what is swallowed is logged
-    }
-    ~ExhaustedMemorySqlite() override { QD_OrvelSetDebugOutput(nullptr); }
-};
+using ExhaustedMemorySqlite = SqliteTest;
 
 TEST_F(ExhaustedMemorySqlite, failsWithoutATraceAndGoesOnWithMemory) {
     run("CREATE TABLE t (a)");
@@ -151,6 +145,7 @@ TEST_F(ExhaustedMemorySqlite, failsWithoutATraceAndGoesOnWithMemory) {
 }
 
 TEST_F(ExhaustedMemorySqlite, aCursorThatCannotSayWhyItFailedIsAtItsEndAllTheSame) {
+    QD_OrvelSetDebugOutput([](const char*) noexcept {}); // the failure is logged
     for (long allowed = 0; allowed < 20; ++allowed) {
         const QD_OrvelQueryHandle failing = query("SELECT 1 UNION ALL SELECT abs(-9223372036854775807 - 1)");
         std::optional<AllocationLimit> limit(allowed);
@@ -159,6 +154,7 @@ TEST_F(ExhaustedMemorySqlite, aCursorThatCannotSayWhyItFailedIsAtItsEndAllTheSam
         int value = 1;
         EXPECT_TRUE(failing->eof() && !failing->getIntField(0, value)) << allowed;
     }
+    QD_OrvelSetDebugOutput(nullptr);
 }
 
 TEST_F(ExhaustedMemorySqlite, aQueryThatCannotBeMadeResetsItsCommandUnlessAnotherReadsIt) {

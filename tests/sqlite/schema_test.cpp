@@ -17,7 +17,7 @@ const char* const templates = R"(
   <DatabaseTemplates>
     <Plain><CreateDatabase>not SQL</CreateDatabase></Plain>
     <Set><CreateDatabase>x</CreateDatabase>
-         <SetupDatabase>CREATE TABLE IF NOT EXISTS log (a); INSERT INTO log VALUES ('$(dbName)')</SetupDatabase></Set>
+         <SetupDatabase>CREATE TABLE IF NOT EXISTS log (a); INSERT INTO log SELECT '$(dbName)' || timeout FROM pragma_busy_timeout</SetupDatabase></Set>
     <Broken><CreateDatabase>x</CreateDatabase><SetupDatabase>nonsense</SetupDatabase></Broken>
     <None><SetupDatabase>CREATE TABLE t (a)</SetupDatabase></None>
   </DatabaseTemplates>
@@ -130,6 +130,7 @@ TEST_F(SqliteSchema, compressesOutsideATransaction) {
 
 TEST_F(SqliteSchema, createsDatabasesThroughAConnectionOfItsOwn) {
     connection->close();
+    connection->setBusyTimeout(7); // that one waits as long for a lock
     EXPECT_FALSE(exists("New"));
     create("Set", "New");
     create("Set", "New"); // opens it as it is and sets it up again
@@ -142,7 +143,7 @@ TEST_F(SqliteSchema, createsDatabasesThroughAConnectionOfItsOwn) {
     EXPECT_TRUE(exists("Half")) << "what was created stays";
     EXPECT_EQ(errorOf([&] { create("Plain", "missing/x"); }).code, QD_ORVEL_ERR_OPEN_DATABASE);
     connection = opened("New");
-    EXPECT_EQ(text("SELECT group_concat(a) FROM log"), "New,New");
+    EXPECT_EQ(text("SELECT group_concat(a) FROM log"), "New7,New7");
 }
 
 TEST_F(SqliteSchema, dropsTheDatabaseThatIsOpenUnderWhateverName) {
