@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <chrono>
 #include <functional>
 #include <tuple>
 #include <utility>
@@ -107,10 +108,15 @@ TEST_F(SqliteConnection, theBusyTimeoutComesFromTheConfigurationAndOutlivesClosi
     }
     connection->close();
     connection->setBusyTimeout(100);
-    for (int round = 0; round < 2; ++round, connection->close()) {
-        connection->open("Parts", nullptr, 0);
-        EXPECT_EQ(ask("PRAGMA busy_timeout"), 100);
-    }
+    connection->open("Parts", nullptr, 0);
+    connection->close();
+    connection->open("Parts", nullptr, 0);
+    const QD_OrvelConnectionHandle writer = opened();
+    writer->execNoQuery("BEGIN IMMEDIATE", 0);
+    const auto begun = std::chrono::steady_clock::now();
+    expectError([&] { run("CREATE TABLE t (a)"); },
+                {31, 5, "database is locked", traceOf("execNoQuery execNoQuery")});
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(100));
 }
 
 TEST_F(SqliteConnection, newDatabasesAreUtf8AndUtf16OnesStayReadable) {
