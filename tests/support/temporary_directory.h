@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -39,8 +39,9 @@ public:
         return file(name);
     }
     std::string read(const std::string& name) const {
-        std::ifstream stream(directory / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
+        std::ostringstream content;
+        content << std::ifstream(directory / name, std::ios::binary).rdbuf();
+        return content.str();
     }
 
 private:
