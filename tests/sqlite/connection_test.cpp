@@ -10,7 +10,7 @@
 #include <tuple>
 #include <utility>
 
-#include "QD_OrvelTransaction.h"
+#include "QD_SQOrvelException.h"
 #include "tests/support/locale.h"
 #include "tests/support/sqlite_test.h"
 
@@ -53,6 +53,7 @@ TEST_F(SqliteConnection, aFailingOpenNamesTheFileAndAClosedOneRefusesStatements)
     connection->close();
     expectError([&] { connection->open("Parts", "missing", 0); },
                 {4, 14, "unable to open database file missing\\Parts.db3", traceOf("open open")});
+    EXPECT_THROW(connection->open("Parts", "missing", 0), QD_SQOrvelException);
     EXPECT_FALSE(connection->isOpen());
     for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
         expectError([&] { connection->open(empty, nullptr, 0); },
