@@ -1,19 +1,14 @@
 #include "QD_OrvelException.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <string>
 #include <utility>
 
-#include "QD_OrvelTools.h"
+#include "QD_SQOrvelException.h"
 #include "tests/support/expect_error.h"
 
 namespace {
 
-using orvel::tests::describe;
-using orvel::tests::Error;
-using orvel::tests::expectError;
+using namespace orvel::tests;
 
 TEST(ErrorText, gapsAndOutsidersFallBackWhile35HasATextOfItsOwn) {
     using Row = std::pair<int, const char*>;
@@ -36,8 +31,7 @@ TEST(Exception, saysEverythingInOneLineWhichStaysWhileTheTraceGrows) {
     exception.addFunction("b");
     exception.addFunction(nullptr);
     EXPECT_EQ(exception.errorMessage(), message);
-    EXPECT_EQ(describe(exception),
-              (Error{12, 1000, "100 %s", orvel::tests::traceOf("checkDB execNoQuery") + " <- b", 0}));
+    EXPECT_EQ(describe(exception), (Error{12, 1000, "100 %s", traceOf("checkDB execNoQuery") + " <- b"}));
 }
 
 TEST(Exception, takesNullForEmptyAndKeeps32BitsOfACode) {
@@ -62,14 +56,13 @@ TEST(Exception, copiesShareNothing) {
     EXPECT_EQ(assigned.errorMessage(), message) << "the formatted message was copied, too";
 }
 
-TEST(Tools, nullAndEmptyTextsHaveTheirOwnCodes) {
-    const Error parameter{23, 0, "", "QD_OrvelTools::throwOnNullOrEmptyString", 0};
-    expectError([] { QD_OrvelTools::throwOnNullOrEmptyString(nullptr); }, parameter);
-    expectError([] { QD_OrvelTools::throwOnNullOrEmptyString(""); }, parameter);
-    EXPECT_NO_THROW(QD_OrvelTools::throwOnNullOrEmptyString("x"));
-    expectError([] { QD_OrvelTools::throwOnNullString(nullptr); },
-                {22, 0, "", "QD_OrvelTools::throwOnNullString", 0});
-    EXPECT_NO_THROW(QD_OrvelTools::throwOnNullString(""));
+TEST(Exception, ofABusySqliteDatabaseIsOneCodeWhateverWasAsked) {
+    QD_SQOrvelException target(QD_ORVEL_ERR_PROVIDER, "f", 1, "", 0);
+    EXPECT_EQ(target.errorCode(), QD_ORVEL_ERR_PROVIDER);
+    target = QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "f", 5, "locked", 0);
+    QD_SQOrvelException copy(target);
+    EXPECT_STREQ(copy.errorMessage(),
+                 "Orvel: Unspecified Error. (31), Provider: locked (5), hr: 0, Trace: f");
 }
 
 } // namespace

@@ -1,11 +1,12 @@
+// Connections, their statements and their transactions on real SQLite files.
+
 #include "QD_SQOrvelConnection.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <chrono>
-#include <string>
+#include <functional>
 #include <tuple>
 #include <utility>
 
@@ -15,241 +16,259 @@
 
 namespace {
 
-using orvel::tests::errorOf;
-using orvel::tests::expectError;
-using orvel::tests::sqliteConfiguration;
-using orvel::tests::SqliteProbe;
-using orvel::tests::traceOf;
+using namespace orvel::tests;
 
-using SqliteConnection = orvel::tests::SqliteTest;
-
-TEST(SqliteException, aBusyDatabaseIsOneCodeWhateverWasAsked) {
-    QD_SQOrvelException target(QD_ORVEL_ERR_PROVIDER, "f", 1, "", 0);
-    EXPECT_EQ(target.errorCode(), QD_ORVEL_ERR_PROVIDER);
-    target = QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "f", 5, "locked", 0);
-    QD_SQOrvelException copy(target);
-    EXPECT_STREQ(copy.errorMessage(),
-                 "Orvel: Unspecified Error. (31), Provider: locked (5), hr: 0, Trace: f");
+std::string tracedBy(const std::function<void()>& body) {
+    testing::internal::CaptureStderr();
+    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 1, nullptr);
+    body();
+    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 0, nullptr);
+    return testing::internal::GetCapturedStderr();
 }
 
+using SqliteConnection = SqliteTest;
+
 TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
-    const SqliteProbe probe(config);
     using Row = std::tuple<const char*, const char*, const char*>;
-    for (const auto& [name, path, expected] :
+    for (const auto& [name, place, expected] :
          {Row{"Parts", "C:\\Data", "C:\\Data\\Parts.db3"}, Row{"Parts", "C:\\Data\\", "C:\\Data\\Parts.db3"},
           Row{"Parts", "C:/Data/", "C:/Data/\\Parts.db3"}, Row{"Parts", nullptr, ".\\Parts.db3"},
-          Row{"Parts", "", ".\\Parts.db3"}, Row{"Parts", "x", "x\\Parts.db3"},
-          Row{nullptr, "\\", "\\.db3"}}) {
+          Row{"Parts", "", ".\\Parts.db3"}, Row{nullptr, "\\", "\\.db3"}}) {
         std::string out = "before";
-        probe.getDBPathName(name, path, out);
+        probe->getDBPathName(name, place, out);
         EXPECT_EQ(out, expected);
     }
-    const orvel::tests::CurrentDirectory current(directory.path());
     std::filesystem::create_directory("file:x"); // a name like any other, not a URI
-    for (const std::string& place :
-         {std::string("file:x"), path(), path() + "\\", path() + "/", std::string()}) {
-        const QD_OrvelConnectionHandle connection = closed();
-        EXPECT_FALSE(connection->isOpen());
+    for (const std::string& place : {std::string("file:x"), path, path + "\\", path + "/", std::string()}) {
+        connection = closed();
         connection->open("Parts", place.c_str(), 0);
-        EXPECT_TRUE(connection->isOpen());
-        EXPECT_EQ(connection->getLastInsertedId(), 0);
-        connection->execNoQuery("CREATE TABLE IF NOT EXISTS t (a); INSERT INTO t VALUES (1)", 0);
-        connection->close();
-        connection->close();
-        EXPECT_FALSE(connection->isOpen());
+        EXPECT_TRUE(connection->isOpen() && connection->getLastInsertedId() == 0);
+        run("CREATE TABLE IF NOT EXISTS t (a); INSERT INTO t VALUES (1)");
     }
-    EXPECT_EQ(rows(opened()), 4);
-    EXPECT_TRUE(std::filesystem::exists("file:x/Parts.db3"));
+    EXPECT_TRUE(rows() == 4 && std::filesystem::exists("file:x/Parts.db3"));
 }
 
 TEST_F(SqliteConnection, aFailingOpenNamesTheFileAndAClosedOneRefusesStatements) {
-    const QD_OrvelConnectionHandle connection = closed();
-    expectError(
-        [&] { connection->open("Parts", (path() + "/missing").c_str(), 0); },
-        {4, 14, "unable to open database file " + path() + "/missing\\Parts.db3", traceOf("open open")});
+    connection->close();
+    connection->close();
+    expectError([&] { connection->open("Parts", "missing", 0); },
+                {4, 14, "unable to open database file missing\\Parts.db3", traceOf("open open")});
+    EXPECT_THROW(connection->open("Parts", "missing", 0), QD_SQOrvelException);
     EXPECT_FALSE(connection->isOpen());
     for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
         expectError([&] { connection->open(empty, nullptr, 0); },
                     {23, 0, "", traceOf("QD_OrvelTools::throwOnNullOrEmptyString open")});
-        EXPECT_EQ(connection->execNoQuery(empty, 0), 0);
+        EXPECT_EQ(connection->execNoQuery(empty, 0) + connection->execQueryScalar(empty, 0), 0);
     }
-    expectError([&] { connection->execNoQuery(" ", 0); },
-                {12, 1000, "Null Database pointer", traceOf("checkDB execNoQuery")});
+    expectError([&] { run(" "); }, notOpenIn("checkDB execNoQuery"));
     EXPECT_STREQ(connection->getProvider(), "SQLITE");
     EXPECT_STREQ(connection->getVersion(), "3.3.5");
-    EXPECT_FALSE(connection->isClientServer());
-    EXPECT_EQ(connection->getLastInsertedId(), 0);
+    EXPECT_TRUE(!connection->isClientServer() && connection->getLastInsertedId() == 0);
 }
 
 TEST_F(SqliteConnection, runsEveryStatementOfATextUpToAFailingOne) {
-    const QD_OrvelConnectionHandle connection = opened();
     for (const auto& [sql, changes] :
          {std::pair("CREATE TABLE t (a UNIQUE); INSERT INTO t VALUES (1);; INSERT INTO t VALUES (2)", 1),
           {"UPDATE t SET a = a + 10", 2},
           {"SELECT * FROM t; -- nothing more", 2},
           {" \n/* a comment */ ", 2}}) {
-        EXPECT_EQ(connection->execNoQuery(sql, 0), changes) << sql;
+        EXPECT_EQ(run(sql), changes) << sql;
     }
     EXPECT_EQ(connection->getLastInsertedId(), 2);
-    expectError([&] { connection->execNoQuery("INSERT INTO t VALUES (3); CREATE TABL u (a)", 0); },
+    expectError([&] { run("INSERT INTO t VALUES (3); CREATE TABL u (a)"); },
                 {34, 1, "near \"TABL\": syntax error", traceOf("compile compile execNoQuery")});
-    expectError(
-        [&] {
-            connection->execNoQuery("INSERT INTO t VALUES (4); INSERT INTO t VALUES (4); DELETE FROM t", 0);
-        },
-        {34, 19, "UNIQUE constraint failed: t.a", traceOf("execNoQuery execNoQuery")});
-    EXPECT_EQ(rows(connection), 4);
+    expectError([&] { run("INSERT INTO t VALUES (4); INSERT INTO t VALUES (4); DELETE FROM t"); },
+                {34, 19, "UNIQUE constraint failed: t.a", traceOf("execNoQuery execNoQuery")});
     opened()->execNoQuery("ALTER TABLE t ADD COLUMN b", 0); // what others change meets no statement
-    EXPECT_EQ(connection->execNoQuery("DELETE FROM t", 0), 4);
+    EXPECT_EQ(run("DELETE FROM t"), 4);
     opened()->execNoQuery("ALTER TABLE t ADD COLUMN c", 0);
-    EXPECT_EQ(connection->execQueryScalar("SELECT COUNT(c) FROM t", 0), 0);
-    expectError([&] { connection->execQuery("SELECT * FROM missing", 0); },
+    EXPECT_EQ(rows(), 0);
+    EXPECT_EQ(errorOf([&] { run("SELECT 1 UNION ALL SELECT abs(-9223372036854775807 - 1)"); }).code, 34);
+    expectError([&] { query("SELECT * FROM missing"); },
                 {34, 1, "no such table: missing", traceOf("compile compile execQuery")});
 }
 
 TEST_F(SqliteConnection, compilingTellsWhereTheRestBegins) {
-    SqliteProbe probe(config);
-    expectError([&] { probe.compile(nullptr); },
-                {22, 0, "", traceOf("QD_OrvelTools::throwOnNullString compile")});
-    probe.open("Parts", path().c_str(), 0);
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
-    EXPECT_EQ(probe.compile("SELECT 1; SELECT 2", &statement, &tail), 0);
-    EXPECT_STREQ(tail, " SELECT 2");
-    EXPECT_EQ(sqlite3_column_count(statement), 1);
-    sqlite3_finalize(statement);
-    EXPECT_EQ(errorOf([&] { probe.compile("nonsense", &statement, &tail); }).code, 34);
+    EXPECT_EQ(probe->compile("SELECT 1; SELECT 2", &statement, &tail) + sqlite3_finalize(statement), 0);
+    EXPECT_EQ(errorOf([&] { probe->compile("nonsense", &statement, &tail); }).code, 34);
     EXPECT_EQ(statement, nullptr);
     EXPECT_STREQ(tail, " SELECT 2") << "as it was";
-    EXPECT_EQ(probe.compile("-- nothing"), nullptr);
-}
-
-TEST_F(SqliteConnection, aWriteLockIsBusyAfterTheTimeoutAndNotBefore) {
-    constexpr auto timeout = std::chrono::milliseconds(300);
-    const std::string set = sqliteConfiguration(
-        "<DatabaseTemplates><D><CreateDatabase>x</CreateDatabase><SetupDatabase>CREATE TABLE u "
-        "(a)</SetupDatabase></D></DatabaseTemplates>");
-    config = directory.write("database.xml", set);
-    const QD_OrvelConnectionHandle writer = opened();
-    const QD_OrvelConnectionHandle other = opened();
-    writer->execNoQuery("CREATE TABLE t (a); BEGIN IMMEDIATE", 0);
-    other->setBusyTimeout(timeout.count());
-    const auto expectBusy = [&](const auto& body, const char* trace) {
-        const auto begun = std::chrono::steady_clock::now();
-        expectError(body, {31, 5, "database is locked", traceOf(trace)});
-        EXPECT_GE(std::chrono::steady_clock::now() - begun, timeout) << trace;
-    };
-    expectBusy([&] { other->execNoQuery("INSERT INTO t VALUES (1)", 0); }, "execNoQuery execNoQuery");
-    expectBusy([&] { other->createDatabase("D", "Parts", path().c_str(), 0); },
-               "execNoQuery execNoQuery createDatabase");
-    writer->execNoQuery("COMMIT", 0);
-    EXPECT_EQ(other->execNoQuery("INSERT INTO t VALUES (1)", 0), 1);
+    for (const char* nothing : {"", "-- nothing"}) EXPECT_EQ(probe->compile(nothing), nullptr);
+    expectError([&] { probe->compile(nullptr); },
+                {22, 0, "", traceOf("QD_OrvelTools::throwOnNullString compile")});
 }
 
 TEST_F(SqliteConnection, theBusyTimeoutComesFromTheConfigurationAndOutlivesClosing) {
     using Row = std::pair<const char*, int>;
     for (const auto& [value, expected] : {Row{"", 30000}, Row{"2500", 2500}, Row{"2500abc", 2500},
                                           Row{"0", 30000}, Row{"-5", 30000}, Row{"abc", 30000}}) {
-        const std::string common =
-            *value == '\0' ? "" : std::string("<DefaultTimeout>") + value + "</DefaultTimeout>";
-        config = directory.write("timeout.xml", sqliteConfiguration("", common));
-        QD_OrvelConnection::flushDBConfig();
-        EXPECT_EQ(opened()->execQueryScalar("PRAGMA busy_timeout", 0), expected) << value;
+        configure("", std::string("<DefaultTimeout>") + value + "</DefaultTimeout>");
+        EXPECT_EQ(ask("PRAGMA busy_timeout"), expected) << value;
     }
-    const QD_OrvelConnectionHandle connection = closed();
+    connection->close();
     connection->setBusyTimeout(100);
-    for (int round = 0; round < 2; ++round) {
-        connection->open("Parts", path().c_str(), 0);
-        EXPECT_EQ(connection->execQueryScalar("PRAGMA busy_timeout", 0), 100);
-        connection->close();
-    }
+    connection->open("Parts", nullptr, 0);
+    connection->close();
+    connection->open("Parts", nullptr, 0);
+    const QD_OrvelConnectionHandle writer = opened();
+    writer->execNoQuery("BEGIN IMMEDIATE", 0);
+    const auto begun = std::chrono::steady_clock::now();
+    expectError([&] { run("CREATE TABLE t (a)"); },
+                {31, 5, "database is locked", traceOf("execNoQuery execNoQuery")});
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(100));
 }
 
 TEST_F(SqliteConnection, newDatabasesAreUtf8AndUtf16OnesStayReadable) {
-    QD_OrvelConnectionHandle wide = opened("Wide");
-    EXPECT_EQ(text(wide, "PRAGMA encoding"), "UTF-8");
-    wide->execNoQuery(
-        "PRAGMA encoding='UTF-16le'; CREATE TABLE t (\u00e4); INSERT INTO t VALUES ('gr\u00fc\u00df')", 0);
-    wide = opened("Wide");
-    EXPECT_EQ(text(wide, "SELECT * FROM t"), "gr\u00fc\u00df");
-    EXPECT_EQ(text(wide, "PRAGMA encoding"), "UTF-16le");
+    EXPECT_EQ(text("PRAGMA encoding"), "UTF-8");
+    run("PRAGMA encoding='UTF-16le'; CREATE TABLE t (\u00e4); INSERT INTO t VALUES ('gr\u00fc\u00df')");
+    connection = opened();
+    EXPECT_EQ(text("SELECT * FROM t"), "gr\u00fc\u00df");
+    EXPECT_EQ(text("PRAGMA encoding"), "UTF-16le");
     int index = -1;
-    EXPECT_TRUE(wide->execQuery("SELECT * FROM t", 0)->getFieldIndex("\u00e4", index));
+    EXPECT_TRUE(query("SELECT * FROM t")->getFieldIndex("\u00e4", index));
 }
 
 TEST_F(SqliteConnection, anotherNarrowEncodingIsConvertedOnEveryWay) {
     {
-        const orvel::tests::Locale latin1("de_DE.ISO-8859-1");
-        const QD_OrvelConnectionHandle connection = opened("Ma\xdf");
-        connection->execNoQuery("CREATE TABLE t (ma\xdf TEXT); INSERT INTO t VALUES ('\xe9')", 0);
-        const QD_OrvelCommandHandle insert =
-            connection->createCommand("INSERT INTO t SELECT ma\xdf || ? FROM t", 0);
+        const Locale latin1("de_DE.ISO-8859-1");
+        connection = opened("Ma\xdf");
+        run("CREATE TABLE t (ma\xdf TEXT); INSERT INTO t VALUES ('\xe9')");
+        const QD_OrvelCommandHandle insert = command("INSERT INTO t SELECT ma\xdf || ? FROM t");
         insert->addStringParam("\xdf\xe4");
         insert->execNoQuery(0);
-        connection->execNoQuery("INSERT INTO t VALUES (char(8364))", 0); // not in ISO-8859-1
-        const QD_OrvelQueryHandle rows = connection->execQuery("SELECT ma\xdf FROM t", 0);
+        run("INSERT INTO t VALUES (char(8364))"); // not in ISO-8859-1
+        const QD_OrvelQueryHandle found = query("SELECT ma\xdf FROM t");
         std::string value;
-        rows->nextRow();
-        EXPECT_TRUE(rows->getStringField("ma\xdf", value));
-        EXPECT_EQ(value, "\xe9\xdf\xe4");
-        rows->nextRow();
-        EXPECT_FALSE(rows->getStringField(0, value)) << "logs a line";
-        EXPECT_EQ(value, "");
-        EXPECT_TRUE(rows->getFieldName(0, value));
-        EXPECT_EQ(value, "ma\xdf");
-        EXPECT_EQ(errorOf([&] { connection->execNoQuery("SELECT 1 FROM \xe9", 0); }).provText,
-                  "no such table: \xe9");
+        found->nextRow();
+        EXPECT_TRUE(found->getStringField("ma\xdf", value) && value == "\xe9\xdf\xe4");
+        found->nextRow();
+        EXPECT_FALSE(found->getStringField(0, value) || !value.empty()) << "logs a line";
+        EXPECT_TRUE(found->getFieldName(0, value) && value == "ma\xdf");
+        std::vector<std::string> names;
+        connection->getTableColumnNames("t", names);
+        EXPECT_EQ(names, std::vector<std::string>{"ma\xdf"});
+        EXPECT_EQ(errorOf([&] { run("SELECT 1 FROM \xe9"); }).provText, "no such table: \xe9");
     }
-    EXPECT_THAT(directory.read("Ma\u00df.db3"), testing::HasSubstr("\u00e9\u00df\u00e4"))
-        << "UTF-8 on the disk";
+    EXPECT_THAT(directory.read("Ma\u00df.db3"), testing::HasSubstr("\u00e9\u00df\u00e4"));
 }
 
 TEST_F(SqliteConnection, closingLeavesLivingStatementsWorkingAndTheLastOfThemClosesTheFile) {
-    QD_OrvelConnectionHandle connection = opened();
-    const QD_OrvelConnectionHandle other = opened();
-    const auto locked = [&] {
-        return errorOf([&] { other->execNoQuery("INSERT INTO t VALUES (0)", 0); }).code == 31;
-    };
-    other->setBusyTimeout(0);
-    connection->execNoQuery("CREATE TABLE t (a); INSERT INTO t VALUES (1), (2); BEGIN IMMEDIATE", 0);
-    QD_OrvelQueryHandle rows = connection->execQuery("SELECT a FROM t", 0);
-    QD_OrvelCommandHandle insert = connection->createCommand("INSERT INTO t VALUES (3), (4)", 0);
+    run("CREATE TABLE t (a); INSERT INTO t VALUES (1), (2); BEGIN IMMEDIATE");
+    QD_OrvelQueryHandle reading = query("SELECT a FROM t");
+    QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (3), (4)");
     connection->close();
     EXPECT_FALSE(connection->isOpen());
     EXPECT_EQ(insert->execNoQuery(0), 2);
-    rows->nextRow();
+    reading->nextRow();
     int value = 0;
-    EXPECT_TRUE(rows->getIntField("a", value));
-    EXPECT_EQ(value, 2);
+    EXPECT_TRUE(reading->getIntField("a", value) && value == 2);
     insert.release();
-    EXPECT_TRUE(locked());
-    rows.release();
-    EXPECT_FALSE(locked());
+    EXPECT_TRUE(isLocked());
+    reading->close();
+    reading->close();
+    EXPECT_FALSE(isLocked() || reading->getIntField(0, value));
+    EXPECT_FALSE(reading->eof()) << "closing does not change what was reported";
 
-    connection->open("Parts", path().c_str(), 0);
-    connection->execNoQuery("BEGIN IMMEDIATE", 0);
-    rows = connection->execQuery("SELECT COUNT(*) FROM t", 0);
+    connection->open("Parts", nullptr, 0);
+    run("BEGIN IMMEDIATE");
+    reading = query("SELECT COUNT(*) FROM t");
     connection.release(); // the query keeps it
-    EXPECT_TRUE(rows->getIntField(0, value));
-    EXPECT_EQ(value, 3);
-    EXPECT_TRUE(locked());
-    rows.release();
-    EXPECT_FALSE(locked()) << "going closes it";
+    EXPECT_TRUE(reading->getIntField(0, value) && value == 2 && isLocked());
+    reading.release();
+    EXPECT_FALSE(isLocked()) << "going closes it";
 }
 
 TEST_F(SqliteConnection, tracesTheTextAsGivenBeforeItRuns) {
-    const QD_OrvelConnectionHandle connection = opened();
-    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 1, nullptr);
-    testing::internal::CaptureStderr();
-    connection->execNoQuery("", 0);
-    connection->execQueryScalar("SELECT '%s'", 0);
-    errorOf([&] { connection->execNoQuery("nonsense", 0); });
-    const QD_OrvelCommandHandle command = connection->createCommand("CREATE TABLE IF NOT EXISTS t (a)", 0);
-    command->execNoQuery(0); // writes none
-    command->execQuery(0);
-    QD_OrvelConnection::setAppDefault(QD_ORVEL_APPDEF_SQL_TRACE, 0, nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Orvel SQL:\"SELECT '%s'\"\nOrvel SQL:\"nonsense\"\n"
-                                                      "Orvel SQL:\"CREATE TABLE IF NOT EXISTS t (a)\"\n");
+    const QD_OrvelCommandHandle create = command("CREATE TABLE IF NOT EXISTS t (a)");
+    EXPECT_EQ(tracedBy([&] {
+                  run("");
+                  ask("SELECT '%s'");
+                  errorOf([&] { run("nonsense"); });
+                  create->execNoQuery(0); // writes none
+                  create->execQuery(0);
+              }),
+              "Orvel SQL:\"SELECT '%s'\"\nOrvel SQL:\"nonsense\"\n"
+              "Orvel SQL:\"CREATE TABLE IF NOT EXISTS t (a)\"\n");
+}
+
+class SqliteTransaction : public SqliteTest {
+protected:
+    SqliteTransaction() { run("CREATE TABLE t (a)"); }
+
+    void expectNothingToAbort() const {
+        expectError([&] { probe->abortTransaction(""); }, {18, 0, "", traceOf("abortTransaction")});
+    }
+    /// Leaves behind a commit that met a busy database.
+    void failCommit() const {
+        const QD_OrvelConnectionHandle reader = opened();
+        const QD_OrvelQueryHandle reading = reader->execQuery("SELECT 1 FROM sqlite_master", 0);
+        connection->setBusyTimeout(0);
+        probe->beginTransaction(0, "");
+        run("INSERT INTO t VALUES (1)");
+        expectError([&] { probe->commitTransaction(""); },
+                    {31, 5, "database is locked", traceOf("execNoQuery execNoQuery commitTransaction")});
+    }
+};
+
+TEST_F(SqliteTransaction, onlyTheOutermostReachesSqlite) {
+    using Row = std::tuple<unsigned int, std::string, const char*, const char*>;
+    for (const auto& [flags, steps, begin, end] :
+         {Row{0U, "bbcc", "BEGIN DEFERRED", "COMMIT"}, Row{4U, "bbac", "BEGIN EXCLUSIVE", "COMMIT"},
+          Row{1U, "ba", "BEGIN DEFERRED", "ROLLBACK"}, Row{2U, "bbca", "BEGIN IMMEDIATE", "ROLLBACK"},
+          Row{6U, "bc", "BEGIN IMMEDIATE", "COMMIT"}}) {
+        const std::string traced = tracedBy([&, &way = steps, &how = flags] {
+            for (const char step : way) {
+                step == 'b'   ? probe->beginTransaction(how, "")
+                : step == 'c' ? probe->commitTransaction("")
+                              : probe->abortTransaction("");
+            }
+        });
+        const std::string before = "Orvel SQL:\"", behind = " TRANSACTION;\"\n";
+        EXPECT_EQ(traced, before + begin + behind + before + end + behind) << steps;
+    }
+}
+
+TEST_F(SqliteTransaction, withoutABeginThereIsNothingToEndAndAFailedOneCounts) {
+    connection->close();
+    expectError([&] { probe->beginTransaction(0, ""); }, notOpenIn("checkDB beginTransaction"));
+    expectError([&] { probe->commitTransaction(""); }, notOpenIn("checkDB commitTransaction"));
+    expectError([&] { probe->commitTransaction(""); }, {18, 0, "", traceOf("commitTransaction")});
+    expectNothingToAbort();
+}
+
+TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
+    failCommit();
+    EXPECT_EQ(rows(), 1) << "still open";
+    expectNothingToAbort();
+    EXPECT_EQ(rows(), 0);
+    EXPECT_FALSE(isLocked());
+}
+
+TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
+    using Way = std::function<void(const char*)>;
+    const Way anyWay[] = {[&](const char* sql) { run(sql); }, [&](const char* sql) { query(sql); },
+                          [&](const char* sql) { command(sql)->execNoQuery(0); }};
+    const Way reopen = [&](const char*) {
+        connection->close();
+        connection->open("Parts", nullptr, 0);
+    };
+    const Way behindItsBack = [&](const char*) {
+        query("ROLLBACK");
+        probe->beginTransaction(0, "");
+        query("COMMIT");
+        EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 34);
+    };
+    for (const auto& begin : anyWay) {
+        for (const auto& end : {anyWay[0], anyWay[2], reopen, behindItsBack}) {
+            failCommit();
+            end("COMMIT");
+            begin("BEGIN");
+            expectNothingToAbort();
+            EXPECT_NO_THROW(run("COMMIT"));
+        }
+    }
 }
 
 } // namespace

@@ -12,33 +12,24 @@ namespace orvel::tests {
 /// Collects the library's diagnostic lines while it lives, one at a time.
 class DiagnosticLines {
 public:
-    DiagnosticLines() {
-        collected().clear();
-        previous = QD_OrvelSetDebugOutput(&DiagnosticLines::collect);
-    }
+    DiagnosticLines() : previous(QD_OrvelSetDebugOutput(&collect)) { collected.clear(); }
     DiagnosticLines(const DiagnosticLines&) = delete;
     DiagnosticLines& operator=(const DiagnosticLines&) = delete;
     ~DiagnosticLines() { QD_OrvelSetDebugOutput(previous); }
 
     static std::vector<std::string> all() {
-        const std::lock_guard guard(mutex());
-        return collected();
+        const std::lock_guard guard(mutex);
+        return collected;
     }
 
 private:
+    static inline std::mutex mutex;
+    static inline std::vector<std::string> collected;
     QD_OrvelDebugOutput previous;
 
-    static std::mutex& mutex() {
-        static std::mutex instance;
-        return instance;
-    }
-    static std::vector<std::string>& collected() {
-        static std::vector<std::string> instance;
-        return instance;
-    }
     static void collect(const char* line) noexcept {
-        const std::lock_guard guard(mutex());
-        collected().emplace_back(line);
+        const std::lock_guard guard(mutex);
+        collected.emplace_back(line);
     }
 };
 

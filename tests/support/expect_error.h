@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <ostream>
 #include <source_location>
 #include <sstream>
@@ -46,7 +45,6 @@ Error errorOf(Body&& body) {
     return {-1, 0, "nothing was thrown", "", 0};
 }
 
-/// Expects `body` to raise exactly `expected`.
 template <class Body>
 void expectError(Body&& body, const Error& expected,
                  std::source_location where = std::source_location::current()) {
@@ -61,8 +59,8 @@ inline std::string traceOf(const std::string& functions,
     std::istringstream names(functions);
     std::string trace;
     for (std::string name; names >> name;) {
-        trace += trace.empty() ? "" : " <- ";
-        trace += name.find("::") == std::string::npos ? className + "::" + name : name;
+        trace +=
+            (trace.empty() ? "" : " <- ") + (name.find(':') < name.size() ? "" : className + "::") + name;
     }
     return trace;
 }

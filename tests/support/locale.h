@@ -7,11 +7,10 @@
 
 namespace orvel::tests {
 
-/// Puts a locale in force for the process while it lives. One that is missing fails the test: the test
-/// scripts generate what the tests need.
+/// Puts a locale in force for the process while it lives.
 class Locale {
 public:
-    explicit Locale(const char* name) : previous(std::setlocale(LC_ALL, nullptr)) {
+    explicit Locale(const char* name) {
         if (std::setlocale(LC_ALL, name) == nullptr) {
             throw std::runtime_error(std::string("locale ") + name + " is missing: script/test generates it");
         }
@@ -21,7 +20,7 @@ public:
     ~Locale() { std::setlocale(LC_ALL, previous.c_str()); }
 
 private:
-    std::string previous;
+    std::string previous = std::setlocale(LC_ALL, nullptr);
 };
 
 } // namespace orvel::tests

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 
 #include "QD_OrvelInterface.h"
@@ -12,12 +11,6 @@
 #include "tests/support/temporary_directory.h"
 
 namespace orvel::tests {
-
-/// A configuration file whose DatabaseSection/SQLite holds `sections`.
-inline std::string sqliteConfiguration(const std::string& sections = "", const std::string& common = "") {
-    return "<Orvel><MajorVersion>0</MajorVersion><MinorVersion>2</MinorVersion><CommonSection>" + common +
-           "</CommonSection><DatabaseSection><SQLite>" + sections + "</SQLite></DatabaseSection></Orvel>";
-}
 
 /// Reaches the protected members.
 class SqliteProbe : public QD_SQOrvelConnection {
@@ -30,44 +23,57 @@ public:
     using QD_SQOrvelConnection::getDBPathName;
 };
 
-/// Makes a directory the current one while it lives.
-class CurrentDirectory {
-public:
-    explicit CurrentDirectory(const std::filesystem::path& path) { std::filesystem::current_path(path); }
-    CurrentDirectory(const CurrentDirectory&) = delete;
-    CurrentDirectory& operator=(const CurrentDirectory&) = delete;
-    ~CurrentDirectory() { std::filesystem::current_path(previous); }
+/// What a closed connection raises.
+inline Error notOpenIn(const std::string& functions) {
+    return {12, 1000, "Null Database pointer", traceOf(functions)};
+}
 
-private:
-    std::filesystem::path previous = std::filesystem::current_path();
-};
-
-/// Tests on real SQLite files in a directory of their own.
+/// Tests on real SQLite files in a directory of their own, each with the database "Parts" open.
 class SqliteTest : public testing::Test {
 protected:
-    TemporaryDirectory directory;
-    std::string config = directory.write("config.xml", sqliteConfiguration());
+    explicit SqliteTest(const std::string& sections = "") { configure(sections); }
 
-    std::string path() const { return directory.path().string(); }
+    TemporaryDirectory directory;
+    const std::string path = directory.path().string();
+    std::string config;
+    SqliteProbe* probe = nullptr; ///< what `connection` designates
+    QD_OrvelConnectionHandle connection;
+
+    /// Opens `connection` anew, with a configuration whose DatabaseSection/SQLite holds `sections`.
+    void configure(const std::string& sections, const std::string& common = "") {
+        QD_OrvelConnection::flushDBConfig();
+        config = directory.write("config.xml", "<Orvel><MinorVersion>2</MinorVersion><CommonSection>" +
+                                                   common + "</CommonSection><DatabaseSection><SQLite>" +
+                                                   sections + "</SQLite></DatabaseSection></Orvel>");
+        connection = QD_OrvelConnectionHandle(probe = new SqliteProbe(config));
+        connection->open("Parts", path.c_str(), 0);
+    }
 
     QD_OrvelConnectionHandle closed() const {
         return QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE, config.c_str());
     }
+    /// Another connection, which does not wait for locks.
     QD_OrvelConnectionHandle opened(const char* name = "Parts") const {
-        QD_OrvelConnectionHandle connection = closed();
-        connection->open(name, directory.path().string().c_str(), 0);
-        return connection;
+        QD_OrvelConnectionHandle other = closed();
+        other->open(name, path.c_str(), 0);
+        other->setBusyTimeout(0);
+        return other;
     }
+    /// Whether a lock on the database keeps others from writing.
+    bool isLocked() const {
+        return errorOf([&] { opened()->execNoQuery("PRAGMA user_version = 1", 0); }).code == 31;
+    }
+
+    int run(const std::string& sql) const { return connection->execNoQuery(sql.c_str(), 0); }
+    int ask(const std::string& sql) const { return connection->execQueryScalar(sql.c_str(), 0); }
+    int rows(const std::string& table = "t") const { return ask("SELECT COUNT(*) FROM " + table); }
+    QD_OrvelQueryHandle query(const std::string& sql) const { return connection->execQuery(sql.c_str(), 0); }
+    QD_OrvelCommandHandle command(const char* sql) const { return connection->createCommand(sql, 0); }
 
     /// The text in the first field of the first row; "(none)" when there is none.
-    static std::string text(QD_OrvelConnectionHandle& connection, const char* sql) {
+    std::string text(const std::string& sql) const {
         std::string value;
-        return connection->execQuery(sql, 0)->getStringField(0, value) ? value : "(none)";
-    }
-
-    /// How many rows a table has.
-    static int rows(const QD_OrvelConnectionHandle& connection, const std::string& table = "t") {
-        return connection->execQueryScalar(("SELECT COUNT(*) FROM " + table).c_str(), 0);
+        return query(sql)->getStringField(0, value) ? value : "(none)";
     }
 };
 

@@ -4,32 +4,30 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
 namespace orvel::tests {
 
-/// A place whose files cost no waiting for a disk; the usual one where there is none.
-inline std::filesystem::path memoryFileSystem() {
-    const std::filesystem::path memory = "/dev/shm";
-    return std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
-}
-
-/// A directory of a test's own, which goes with all that is in it.
+/// A directory of a test's own, the current one while it lives, which goes with all that is in it. It lies in
+/// memory where it can: no test has to wait for a disk.
 class TemporaryDirectory {
 public:
-    explicit TemporaryDirectory(
-        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
-        std::string name = (parent / "orvel-test-XXXXXX").string();
+    TemporaryDirectory() {
+        std::string name = std::filesystem::is_directory("/dev/shm") ? "/dev/shm/orvel-test-XXXXXX"
+                                                                     : "/tmp/orvel-test-XXXXXX";
         if (::mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("cannot make a directory in " + name);
+            throw std::runtime_error("cannot make " + name);
         }
         directory = name;
+        std::filesystem::current_path(directory);
     }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     ~TemporaryDirectory() {
         std::error_code ignored;
+        std::filesystem::current_path(previous, ignored);
         std::filesystem::remove_all(directory, ignored);
     }
 
@@ -41,19 +39,13 @@ public:
         return file(name);
     }
     std::string read(const std::string& name) const {
-        std::string content(std::filesystem::file_size(directory / name), '\0');
-        std::ifstream(directory / name, std::ios::binary)
-            .read(content.data(), static_cast<std::streamsize>(content.size()));
-        return content;
-    }
-    std::size_t count() const {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory), {}));
-    }
-    int mode(const std::string& name) const {
-        return static_cast<int>(std::filesystem::status(directory / name).permissions());
+        std::ostringstream content;
+        content << std::ifstream(directory / name, std::ios::binary).rdbuf();
+        return content.str();
     }
 
 private:
+    std::filesystem::path previous = std::filesystem::current_path();
     std::filesystem::path directory;
 };
 
