@@ -55,6 +55,21 @@ TEST_F(SqliteQuery, convertsValuesAsSqliteDoes) {
     }
 }
 
+TEST_F(SqliteQuery, findsByNameWhatIsThereNow) {
+    const QD_OrvelCommandHandle all = (run("CREATE TABLE t (a, b)"), command("SELECT *, 9 AS a FROM t"));
+    for (const char* const change :
+         {"INSERT INTO t VALUES (0, 0), (1, 2)",
+          "DROP TABLE t; CREATE TABLE t (b, a); INSERT INTO t VALUES (0, 0), (2, 1)"}) {
+        run(change);
+        const QD_OrvelQueryHandle rows = all->execQuery(0);
+        rows->nextRow(); // the first row of a command has no names
+        for (const char* const name : {"a", "b", "a", "a", "b", "b", "a"}) { // in one order and in others
+            int value = 0;
+            EXPECT_TRUE(rows->getIntField(name, value) && value == (*name == 'a' ? 1 : 2)) << change << name;
+        }
+    }
+}
+
 TEST_F(SqliteQuery, readsItsRowsUpToItsEnd) {
     run("CREATE TABLE t (a VARCHAR(10), b); INSERT INTO t VALUES (1, 'x'), (2, 'y')");
     const QD_OrvelQueryHandle rows = query("SELECT a, b AS id, b || '', 7 AS id FROM t");
