@@ -1,10 +1,10 @@
 #ifndef ORVEL_TESTS_SCRIPTED_ADO_H
 #define ORVEL_TESTS_SCRIPTED_ADO_H
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,14 +37,20 @@ struct AdoScript {
     std::vector<Column> columns; ///< the same in every row
     int rows = 0;                ///< of every result
 
-    void called(const std::string& member, const std::string& arguments = "") {
-        calls.push_back(arguments.empty() ? member : member + "(" + arguments + ")");
+    void reached(const std::string& member) const {
         if (const auto failure = failures.find(member); failure != failures.end()) {
             failure->second();
         }
     }
-    /// What was called since the last time.
-    std::vector<std::string> taken() { return std::exchange(calls, {}); }
+    /// Writes the call down, with its arguments.
+    template <class... Arguments>
+    void called(const std::string& member, const Arguments&... arguments) {
+        std::ostringstream call;
+        [[maybe_unused]] const char* separator = "(";
+        ((call << std::exchange(separator, ",") << arguments), ...);
+        calls.push_back(member + call.str() + (sizeof...(arguments) > 0 ? ")" : ""));
+        reached(member);
+    }
 };
 
 /// A value as the scripted objects write it down.
@@ -52,32 +58,31 @@ inline std::string written(const ado::Variant& value) {
     if (const auto* const bytes = std::get_if<ado::Bytes>(&value)) {
         return std::to_string(bytes->size()) + " bytes";
     }
-    if (const auto* const decimal = std::get_if<ado::Decimal>(&value)) {
-        return (decimal->sign != 0 ? "decimal -" : "decimal ") + std::to_string(decimal->low);
+    if (ado::isEmptyOrNull(value) || std::holds_alternative<ado::Missing>(value)) {
+        return ado::isEmptyOrNull(value) ? "empty" : "missing";
     }
-    return ado::isEmptyOrNull(value)                     ? "empty"
-           : std::holds_alternative<ado::Missing>(value) ? "missing"
-           : std::holds_alternative<std::int64_t>(value) ? "int " + ado::toText(value)
-                                                         : ado::toText(value);
+    constexpr const char* kinds[] = {"", "", "", "", "int ", "", "", "", "decimal "};
+    return (value.index() < std::size(kinds) ? kinds[value.index()] : "") + ado::toText(value);
 }
-
-struct ScriptedError : ado::Error {
-    std::pair<std::string, std::int32_t> entry;
-    explicit ScriptedError(std::pair<std::string, std::int32_t> said) : entry(std::move(said)) {}
-    std::string description() const override { return entry.first; }
-    std::int32_t nativeError() const override { return entry.second; }
-    std::string sqlState() const override { return "HY000"; }
-};
 
 /// What every scripted object knows.
 struct Scripted {
     AdoScript& script;
+    explicit Scripted(AdoScript& own) : script(own) {}
+};
+
+struct ScriptedError : ado::Error {
+    std::pair<std::string, std::int32_t> said;
+    explicit ScriptedError(std::pair<std::string, std::int32_t> entry) : said(std::move(entry)) {}
+    std::string description() const override { return said.first; }
+    std::int32_t nativeError() const override { return said.second; }
+    std::string sqlState() const override { return "HY000"; }
 };
 
 struct ScriptedErrors : Scripted, ado::Errors {
-    explicit ScriptedErrors(AdoScript& own) : Scripted{own} {}
+    using Scripted::Scripted;
     std::int32_t count() const override {
-        script.called("Errors.Count");
+        script.reached("Errors.Count");
         return static_cast<std::int32_t>(script.errors.size());
     }
     ado::Ref<ado::Error> item(std::int32_t index) const override {
@@ -87,29 +92,22 @@ struct ScriptedErrors : Scripted, ado::Errors {
 
 struct ScriptedField : Scripted, ado::Field {
     AdoScript::Column column;
-    ScriptedField(AdoScript& own, AdoScript::Column shown) : Scripted{own}, column(std::move(shown)) {}
+    ScriptedField(AdoScript& own, AdoScript::Column shown) : Scripted(own), column(std::move(shown)) {}
     std::string name() override { return column.name; }
     std::int32_t type() override { return column.type; }
-    const ado::Variant& value() override {
-        script.called("Field.Value");
-        return column.value;
-    }
+    const ado::Variant& value() override { return column.value; }
     std::int32_t actualSize() override { return column.size; }
-    ado::Variant getChunk(std::int32_t length) override {
-        script.called("GetChunk", std::to_string(length));
-        return column.chunk;
-    }
+    ado::Variant getChunk(std::int32_t) override { return column.chunk; }
 };
 
 struct ScriptedFields : Scripted, ado::Fields {
-    explicit ScriptedFields(AdoScript& own) : Scripted{own} {}
+    using Scripted::Scripted;
     std::int32_t count() override { return static_cast<std::int32_t>(script.columns.size()); }
     ado::Ref<ado::Field> item(std::string_view name) override {
-        script.called("Fields.Item", std::string(name));
+        script.called("Fields.Item", name);
         return std::make_shared<ScriptedField>(script, script.columns.at(0));
     }
     ado::Ref<ado::Field> item(std::int32_t position) override {
-        script.called("Fields.Item", std::to_string(position));
         if (position < 0 || position >= count()) {
             throw platform::ComError(ado::adErrItemNotFound, "no such item");
         }
@@ -118,43 +116,30 @@ struct ScriptedFields : Scripted, ado::Fields {
 };
 
 struct ScriptedRecordset : Scripted, ado::Recordset {
-    int left;
-    explicit ScriptedRecordset(AdoScript& own) : Scripted{own}, left(own.rows) {}
-    bool eof() override {
-        script.called("EOF");
-        return left == 0;
-    }
-    void moveNext() override {
-        script.called("MoveNext");
-        --left;
-    }
+    int left = script.rows;
+    using Scripted::Scripted;
+    bool eof() override { return script.reached("EOF"), left == 0; }
+    void moveNext() override { script.reached("MoveNext"), --left; }
     ado::Ref<ado::Fields> fields() override {
-        script.called("Fields");
+        script.reached("Fields");
         return std::make_shared<ScriptedFields>(script);
     }
     std::int32_t state() override { return ado::adStateOpen; }
-    void close() override { script.called("Recordset.Close"); }
+    void close() override { script.reached("Recordset.Close"); }
     ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
 };
 
 struct ScriptedConnection : Scripted, ado::Connection {
     std::int32_t current = ado::adStateClosed;
-    explicit ScriptedConnection(AdoScript& own) : Scripted{own} {}
-    void setConnectionTimeout(std::int32_t seconds) override {
-        script.called("ConnectionTimeout", std::to_string(seconds));
-    }
-    void setCommandTimeout(std::int32_t seconds) override {
-        script.called("CommandTimeout", std::to_string(seconds));
-    }
+    using Scripted::Scripted;
+    void setConnectionTimeout(std::int32_t seconds) override { script.called("ConnectionTimeout", seconds); }
+    void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void open(const std::string& text, const std::string& user, const std::string& password,
               std::int32_t options) override {
-        script.called("Open", text + user + password + "," + std::to_string(options));
+        script.called("Open", text + user + password, options);
         current = ado::adStateOpen;
     }
-    std::int32_t state() override {
-        script.called("State");
-        return current;
-    }
+    std::int32_t state() override { return script.reached("State"), current; }
     void close() override {
         script.called("Close");
         current = ado::adStateClosed;
@@ -163,73 +148,54 @@ struct ScriptedConnection : Scripted, ado::Connection {
     std::string version() override { return "1.0"; }
     ado::Ref<ado::Recordset> execute(const std::string& text, ado::Variant* affected,
                                      std::int32_t options) override {
-        script.called("Execute", text + "," + std::to_string(options));
-        if (affected != nullptr) {
-            *affected = script.affected;
-        }
+        script.called("Execute", text, options);
+        ado::Variant unwanted;
+        (affected != nullptr ? *affected : unwanted) = script.affected;
         return std::make_shared<ScriptedRecordset>(script);
     }
-    void setIsolationLevel(std::int32_t level) override {
-        script.called("IsolationLevel", std::to_string(level));
-    }
-    std::int32_t beginTrans() override {
-        script.called("BeginTrans");
-        return 1;
-    }
+    void setIsolationLevel(std::int32_t level) override { script.called("IsolationLevel", level); }
+    std::int32_t beginTrans() override { return script.called("BeginTrans"), 1; }
     void commitTrans() override { script.called("CommitTrans"); }
     void rollbackTrans() override { script.called("RollbackTrans"); }
     ado::Ref<ado::Errors> errors() override { return std::make_shared<ScriptedErrors>(script); }
 };
 
 struct ScriptedParameter : Scripted, ado::Parameter {
-    explicit ScriptedParameter(AdoScript& own) : Scripted{own} {}
-    void setPrecision(std::uint8_t digits) override { script.called("Precision", std::to_string(digits)); }
-    void setNumericScale(std::uint8_t digits) override {
-        script.called("NumericScale", std::to_string(digits));
-    }
+    using Scripted::Scripted;
+    void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
+    void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
     void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
 };
 
 struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
     ado::Ref<ado::Connection> connection;
     std::int32_t appended = 0;
-    explicit ScriptedCommand(AdoScript& own) : Scripted{own} {}
+    using Scripted::Scripted;
     void setActiveConnection(const ado::Ref<ado::Connection>& on) override { connection = on; }
     ado::Ref<ado::Connection> activeConnection() override { return connection; }
-    void setCommandTimeout(std::int32_t seconds) override {
-        script.called("Command.CommandTimeout", std::to_string(seconds));
-    }
+    void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void setCommandText(const std::string& text) override { script.called("CommandText", text); }
     ado::Ref<ado::Parameter> createParameter(const std::string& name, std::int32_t type,
                                              std::int32_t direction, std::int32_t size,
                                              const ado::Variant& value) override {
-        script.called("CreateParameter", name + std::to_string(type) + "," + std::to_string(direction) + "," +
-                                             std::to_string(size) + "," + written(value));
+        script.called("CreateParameter", name + std::to_string(type), direction, size, written(value));
         return std::make_shared<ScriptedParameter>(script);
     }
     ado::Ref<ado::Parameters> parameters() override {
         return std::shared_ptr<ado::Parameters>(std::shared_ptr<void>(), this);
     }
     ado::Ref<ado::Recordset> execute(ado::Variant* affected, std::int32_t options) override {
-        script.called("Command.Execute", std::to_string(options));
-        if (affected != nullptr) {
-            *affected = script.affected;
-        }
+        script.called("Command.Execute", options);
+        ado::Variant unwanted;
+        (affected != nullptr ? *affected : unwanted) = script.affected;
         return std::make_shared<ScriptedRecordset>(script);
     }
-
     void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");
-        if (!parameter) {
-            throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
-        }
-        ++appended;
+        appended += parameter ? 1 : throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
     }
     std::int32_t count() override { return appended; }
-    void remove(std::int32_t index) override {
-        script.called("Delete", std::to_string(index));
-        --appended;
-    }
+    void remove(std::int32_t index) override { script.called("Delete", index), --appended; }
 };
 
 } // namespace orvel::tests
