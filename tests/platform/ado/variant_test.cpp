@@ -55,104 +55,73 @@ void expectEach(Result (*convert)(const Variant&), const Case<Result> (&cases)[c
 }
 
 TEST(Variant, becomesAnInt32RoundedHalfToEvenOrAnError) {
-    expectEach<std::int32_t>(toInt32, {{true, -1},
-                                       {false, 0},
-                                       {std::int64_t{-5}, -5},
-                                       {std::int64_t{2147483647}, 2147483647},
-                                       {std::int64_t{2147483648}, 0, dispOverflow},
-                                       {std::numeric_limits<std::uint64_t>::max(), 0, dispOverflow},
-                                       {2.5, 2},
-                                       {3.5, 4},
-                                       {-2.5, -2},
-                                       {2147483647.4, 2147483647},
-                                       {2147483647.5, 0, dispOverflow},
-                                       {std::nan(""), 0, dispOverflow},
-                                       {1.5F, 2},
-                                       {text("42"), 42},
-                                       {text(" \t-42 "), -42},
-                                       {text("+5.6e0"), 6},
-                                       {text("25e-1"), 2},
-                                       {text("1e400"), 0, dispOverflow},
-                                       {text("4294967296"), 0, dispOverflow},
-                                       {text("abc"), 0, dispTypeMismatch},
-                                       {text("1,5"), 0, dispTypeMismatch},
-                                       {text("0x10"), 0, dispTypeMismatch},
-                                       {text("nan"), 0, dispTypeMismatch},
-                                       {text("1e"), 0, dispTypeMismatch},
-                                       {text(""), 0, dispTypeMismatch},
-                                       {decimal("2.5000000000000000000000000001"), 3},
-                                       {decimal("-3.5"), -4},
-                                       {decimal("99999999999999999999"), 0, dispOverflow},
-                                       {noon, 45352}}); // 45351.5
+    using Is = Case<std::int32_t>;
+    expectEach<std::int32_t>(
+        toInt32, {Is{true, -1}, Is{false, 0}, Is{std::int64_t{-5}, -5},
+                  Is{std::int64_t{2147483647}, 2147483647}, Is{std::int64_t{2147483648}, 0, dispOverflow},
+                  Is{std::numeric_limits<std::uint64_t>::max(), 0, dispOverflow}, Is{2.5, 2}, Is{3.5, 4},
+                  Is{-2.5, -2}, Is{2147483647.4, 2147483647}, Is{2147483647.5, 0, dispOverflow},
+                  Is{std::nan(""), 0, dispOverflow}, Is{1.5F, 2}});
+    expectEach<std::int32_t>(
+        toInt32, {Is{text("42"), 42}, Is{text(" \t-42 "), -42}, Is{text("+5.6e0"), 6}, Is{text("25e-1"), 2},
+                  Is{text("1e400"), 0, dispOverflow}, Is{text("4294967296"), 0, dispOverflow},
+                  Is{text("abc"), 0, dispTypeMismatch}, Is{text("1,5"), 0, dispTypeMismatch},
+                  Is{text("0x10"), 0, dispTypeMismatch}, Is{text("nan"), 0, dispTypeMismatch},
+                  Is{text("1e"), 0, dispTypeMismatch}, Is{text(""), 0, dispTypeMismatch}});
+    expectEach<std::int32_t>(toInt32,
+                             {Is{decimal("2.5000000000000000000000000001"), 3}, Is{decimal("-3.5"), -4},
+                              Is{decimal("99999999999999999999"), 0, dispOverflow}, Is{noon, 45352}});
 }
 
 TEST(Variant, becomesADouble) {
-    expectEach<double>(toDouble, {{text("0.1"), 0.1},
-                                  {text("1e308"), 1e308},
-                                  {text("1e-400"), 0.0},
-                                  {text("-.5"), -0.5},
-                                  {text("-1e309"), 0, dispOverflow},
-                                  {decimal("0.1000000000000000000000000000"), 0.1},
-                                  {decimal("79228162514264337593543950335"), 79228162514264337593543950335.0},
-                                  {true, -1.0},
-                                  {noon, 45351.5},
-                                  {beforeDayZero, -1.25}}); // the time of day counts away from day 0
+    using Is = Case<double>;
+    expectEach<double>(
+        toDouble,
+        {Is{text("0.1"), 0.1}, Is{text("1e308"), 1e308}, Is{text("1e-400"), 0.0}, Is{text("-.5"), -0.5},
+         Is{text("-1e309"), 0, dispOverflow}, Is{decimal("0.1000000000000000000000000000"), 0.1},
+         Is{decimal("79228162514264337593543950335"), 79228162514264337593543950335.0}, Is{true, -1.0},
+         Is{noon, 45351.5}, Is{beforeDayZero, -1.25}}); // the time of day counts away from day 0
 }
 
 TEST(Variant, becomesATextThatFollowsNoLocale) {
     const orvel::tests::Locale commas("de_DE.ISO-8859-1");
+    using Is = Case<std::string>;
+    expectEach<std::string>(toText, {Is{true, "-1"}, Is{false, "0"}, Is{Int64::min(), "-9223372036854775808"},
+                                     Is{std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
+                                     Is{0.1 + 0.2, "0.3"}, Is{-0.0, "0"}, Is{1e15, "1E+15"},
+                                     Is{123456789012345.0, "123456789012345"},
+                                     Is{1.0 / 3, "0.333333333333333"}, Is{1e-5, "1E-05"}, Is{1.1F, "1.1"},
+                                     Is{std::numeric_limits<double>::infinity(), "INF"}});
     expectEach<std::string>(toText,
-                            {{true, "-1"},
-                             {false, "0"},
-                             {Int64::min(), "-9223372036854775808"},
-                             {std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
-                             {0.1 + 0.2, "0.3"},
-                             {-0.0, "0"},
-                             {1e15, "1E+15"},
-                             {123456789012345.0, "123456789012345"},
-                             {1.0 / 3, "0.333333333333333"},
-                             {1e-5, "1E-05"},
-                             {1.1F, "1.1"},
-                             {std::numeric_limits<double>::infinity(), "INF"},
-                             {decimal("-0012.500"), "-12.500"},
-                             {decimal("0.0"), "0.0"},
-                             {decimal("-0"), "0"},
-                             {decimal("12E2"), "1200"},
-                             {decimal("7922816251426433759354395.0335"), "7922816251426433759354395.0335"},
-                             {noon, "2024-02-29 12:00:00"},
-                             {Date{Date::Parts::date, 44, 3, 15, 0, 0, 0, 0}, "0044-03-15"},
-                             {Date{Date::Parts::time, 1899, 12, 30, 1, 2, 3, 45'600'000}, "01:02:03.0456"},
-                             {text("as it is"), "as it is"}});
+                            {Is{decimal("-0012.500"), "-12.500"}, Is{decimal("0.0"), "0.0"},
+                             Is{decimal("-0"), "0"}, Is{decimal("12E2"), "1200"},
+                             Is{decimal("7922816251426433759354395.0335"), "7922816251426433759354395.0335"},
+                             Is{noon, "2024-02-29 12:00:00"},
+                             Is{Date{Date::Parts::date, 44, 3, 15, 0, 0, 0, 0}, "0044-03-15"},
+                             Is{Date{Date::Parts::time, 1899, 12, 30, 1, 2, 3, 45'600'000}, "01:02:03.0456"},
+                             Is{text("as it is"), "as it is"}});
 }
 
 TEST(Variant, becomesADecimalOf96Bits) {
-    expectEach<Decimal>(toDecimal,
-                        {{Int64::min(), {1ULL << 63, 0, 0, Decimal::negative}},
-                         {1.5, {15, 0, 1, 0}},
-                         {text("12.50"), {1250, 0, 2, 0}},
-                         {true, {1, 0, 0, Decimal::negative}},
-                         {text("79228162514264337593543950335"), {~0ULL, ~0U, 0, 0}},
-                         // Digits of the fraction give way, half to even, before anything overflows.
-                         {text("79228162514264337593543950334.5"), {~0ULL - 1, ~0U, 0, 0}},
-                         {text("0.00000000000000000000000000015"), {2, 0, 28, 0}},
-                         {text("1e-100"), {0, 0, 28, 0}},
-                         {text("79228162514264337593543950336"), {}, dispOverflow},
-                         {1e300, {}, dispOverflow},
-                         {std::numeric_limits<double>::infinity(), {}, dispOverflow},
-                         {text("1.2.3"), {}, dispTypeMismatch}});
+    using Is = Case<Decimal>;
+    expectEach<Decimal>(
+        toDecimal,
+        {Is{Int64::min(), {1ULL << 63, 0, 0, Decimal::negative}}, Is{1.5, {15, 0, 1, 0}},
+         Is{text("12.50"), {1250, 0, 2, 0}}, Is{true, {1, 0, 0, Decimal::negative}},
+         Is{text("79228162514264337593543950335"), {~0ULL, ~0U, 0, 0}},
+         Is{text("79228162514264337593543950334.5"), {~0ULL - 1, ~0U, 0, 0}},
+         Is{text("0.00000000000000000000000000015"), {2, 0, 28, 0}}, Is{text("1e-100"), {0, 0, 28, 0}},
+         Is{text("-0"), {0, 0, 0, 0}}, Is{text("79228162514264337593543950336"), {}, dispOverflow},
+         Is{1e300, {}, dispOverflow}, Is{std::numeric_limits<double>::infinity(), {}, dispOverflow},
+         Is{text("1.2.3"), {}, dispTypeMismatch}});
 }
 
 TEST(Variant, becomesABoolean) {
-    expectEach<bool>(toBoolean, {{true, true},
-                                 {0.1, true},
-                                 {text("TRUE"), true},
-                                 {text("#true#"), true},
-                                 {text("2"), true},
-                                 {decimal("0.01"), true},
-                                 {std::int64_t{0}, false},
-                                 {text("False"), false},
-                                 {decimal("0"), false},
-                                 {text("yes"), false, dispTypeMismatch}});
+    using Is = Case<bool>;
+    expectEach<bool>(toBoolean, {Is{true, true}, Is{0.1, true}, Is{text("TRUE"), true},
+                                 Is{text("#true#"), true}, Is{text("2"), true}, Is{decimal("0.01"), true},
+                                 Is{std::int64_t{0}, false}, Is{text("False"), false},
+                                 Is{decimal("0"), false}, Is{text("yes"), false, dispTypeMismatch}});
 }
 
 TEST(Variant, exactDecimalsAndDatesAreTakenOnlyWhenNothingIsLost) {
