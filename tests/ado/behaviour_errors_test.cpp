@@ -243,10 +243,12 @@ TEST_P(BehaviourPostgresqlErrors, aSerializationFailureIsBusyAndUndoesTheTransac
     EXPECT_EQ(other->execQueryScalar("SELECT COUNT(*) FROM t", 0), 4) << "committed by itself again";
 }
 
-TEST_P(BehaviourPostgresqlErrors, ofALaterStatementInOneTextAreNotLost) {
+TEST_P(BehaviourPostgresqlErrors, areOfEveryStatementInATextAndWholeAndNoWarnings) {
     EXPECT_EQ(kindOf(errorOf([&] { run("UPDATE t SET a = 1; SELECT 1/0"); })), "13 1 80040e14");
     EXPECT_EQ(run("UPDATE t SET a = 1; UPDATE t SET a = 2 WHERE id = 1"), 2);
     EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 3);
+    const std::string longText(3000, 'x');
+    EXPECT_THAT(errorOf([&] { query("SELECT '" + longText + "'::integer"); }).provText, HasSubstr(longText));
     EXPECT_EQ(run("DO $$ BEGIN RAISE WARNING 'no error'; END $$"), 0);
 }
 

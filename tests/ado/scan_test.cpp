@@ -4,18 +4,11 @@
 
 #include "tests/ado/behaviour.h"
 
-#if defined(__has_feature)
-#define ORVEL_HAS_FEATURE(feature) __has_feature(feature)
-#else
-#define ORVEL_HAS_FEATURE(feature) 0
-#endif
-
 namespace {
 
 using namespace orvel::tests;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || ORVEL_HAS_FEATURE(address_sanitizer) || \
-    ORVEL_HAS_FEATURE(thread_sanitizer)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool memoryCanBeMeasured = false; // a sanitizer keeps what is freed
 #else
 constexpr bool memoryCanBeMeasured = true;

@@ -1,11 +1,12 @@
 // The provider over scripted objects: what it asks of the object model, and what no engine does on demand.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <functional>
 #include <new>
 #include <regex>
+#include <tuple>
 #include <vector>
 
 #include "QD_ADOOrvelInterface.h"
@@ -19,7 +20,6 @@ namespace {
 
 using namespace orvel::tests;
 using orvel::platform::ComError;
-using Strings = std::vector<std::string>;
 
 constexpr unsigned long fail = 0x80004005;
 constexpr unsigned long pointer = 0x80004003;
@@ -88,34 +88,27 @@ protected:
         return connection.execQuery("q", 0);
     }
     /// What `body` asks the object model to do.
-    template <class Body>
-    std::string callsOf(Body&& body) {
+    std::string callsOf(const std::function<void()>& body) {
         script.calls.clear();
-        std::forward<Body>(body)();
-        std::string calls;
-        for (const std::string& call : script.calls) {
-            calls += (calls.empty() ? "" : " ") + call;
-        }
-        return calls;
+        body();
+        return script.calls;
     }
-    /// The lines said so far, as "form: function - words", without the library's part of the name.
-    static Strings said() {
-        Strings result;
+    /// The lines said so far, without the library's part of the names.
+    static std::string said() {
+        std::string lines;
         for (const std::string& line : DiagnosticLines::all()) {
-            static const std::regex form(": QD_ADOOrvelInterface, Line [0-9]+, QD_ADOOrvel(.*)\n");
-            result.push_back(std::regex_replace(line, form, ": $1"));
+            lines += line;
         }
-        return result;
+        return std::regex_replace(lines, std::regex("QD_ADOOrvelInterface, Line [0-9]+, QD_ADOOrvel"), "");
     }
 };
 
 TEST_F(ScriptedAdo, openSetsTimeoutsThenOpensWhatTheConfigurationSays) {
     EXPECT_EQ(connection.getProvider(), nullptr);
     EXPECT_EQ(connection.getVersion(), nullptr);
-    EXPECT_EQ(callsOf([&] { connection.open("db", "path", 7); }),
-              "ConnectionTimeout(30) CommandTimeout(30) Open(far/i/db,0)");
-    EXPECT_EQ(callsOf([&] { Reachable(file, "").open("db", nullptr, 0); }),
-              "ConnectionTimeout(30) CommandTimeout(30) Open(here/i/db,0) Close");
+    const std::string timeouts = "ConnectionTimeout(30) CommandTimeout(30) ";
+    EXPECT_EQ(callsOf([&] { connection.open("db", "path", 7); }), timeouts + "Open(far/i/db,0)");
+    EXPECT_EQ(callsOf([&] { Reachable(file, "").open("db", "", 0); }), timeouts + "Open(here/i/db,0) Close");
     connection.close();
     connection.close();
     EXPECT_FALSE(connection.isOpen());
@@ -160,8 +153,7 @@ TEST_F(ScriptedAdo, argumentsAndAnOpenConnectionAreRequired) {
     EXPECT_EQ(errorOf([&] { Reachable(file, "far", "E", nullptr).open("db", nullptr, 0); }).code, 23);
     EXPECT_EQ(errorOf([&] { Reachable(file, "far", "none"); }).code, 26);
     on.compressDatabase();
-    EXPECT_EQ(script.calls, Strings{});
-    EXPECT_EQ(said(), Strings{});
+    EXPECT_EQ(script.calls + said(), "");
 }
 
 TEST_F(ScriptedAdo, anEngineIsQuotedWholeAndItsLastCodeWins) {
@@ -169,25 +161,29 @@ TEST_F(ScriptedAdo, anEngineIsQuotedWholeAndItsLastCodeWins) {
     const auto error = [&] { return errorOf([&] { connection.execNoQuery("x", 0); }); };
     const std::string trace = onConnection("execNoQuery");
     script.failures["Execute"] = failed;
-    script.errors = {{"one", 7}, {"two", -8}};
+    script.errors->fill({{"HY000", 7, "one"}, {"HY000", -8, "two"}});
     EXPECT_EQ(error(), (Error{13, 0xFFFFFFF8, "onetwo", trace, fail}));
-    script.errors.clear();
+    script.errors->clear();
     EXPECT_EQ(error(), (Error{13, 0, "words", trace, fail}));
-    script.failures["Errors.Count"] = exhausted;
+    script.failures["Errors"] = exhausted;
     expectError([&] { connection.tableExists("t"); },
                 {14, 0, "words", onConnection("execQuery tableExists"), fail});
     script.failures["Execute"] = exhausted;
     EXPECT_EQ(error(), (Error{13, 1, "Runtime Exception", trace, 0}));
     const std::string status = orvel::platform::hresultText(fail);
-    EXPECT_EQ(said(), (Strings{"CATCH _com_error: Connection::execNoQuery - onetwo",
-                               "CATCH _com_error: Connection::execNoQuery - " + status,
-                               "CATCH _com_error: Connection::execQuery - " + status,
-                               "CATCH ... : Connection::execNoQuery - Runtime exception caught"}));
+    EXPECT_EQ(said(), "CATCH _com_error: Connection::execNoQuery - onetwo\n"
+                      "CATCH _com_error: Connection::execNoQuery - " +
+                          status +
+                          "\n"
+                          "CATCH _com_error: Connection::execQuery - " +
+                          status +
+                          "\n"
+                          "CATCH ... : Connection::execNoQuery - Runtime exception caught\n");
 }
 
 TEST_F(ScriptedAdo, aCloseThatFailsKeepsTheObjectUntilTheNextOpen) {
     open();
-    script.errors = {{"busy", 1}};
+    script.errors->fill({{"HY000", 1, "busy"}});
     script.failures["Close"] = failed;
     connection.close();
     EXPECT_TRUE(connection.isOpen());
@@ -195,9 +191,9 @@ TEST_F(ScriptedAdo, aCloseThatFailsKeepsTheObjectUntilTheNextOpen) {
     connection.close();
     script.failures["State"] = failed;
     EXPECT_FALSE(connection.isOpen());
-    EXPECT_EQ(said(), (Strings{"CATCH _com_error: Connection::close - busy",
-                               "CATCH... : Connection::close - Runtime exception caught",
-                               "CATCH ... : Connection::isOpen - Runtime exception caught"}));
+    EXPECT_EQ(said(), "CATCH _com_error: Connection::close - busy\n"
+                      "CATCH... : Connection::close - Runtime exception caught\n"
+                      "CATCH ... : Connection::isOpen - Runtime exception caught\n");
     script.failures.clear();
     EXPECT_FALSE(callsOf([&] { connection.dropDatabase("db", nullptr); }).starts_with("Close"))
         << "it is not open on that name any more";
@@ -219,8 +215,8 @@ TEST_F(ScriptedAdo, timeoutsAreWholeSecondsAndKeptForTheNextOpen) {
         EXPECT_TRUE(callsOf([&] { connection.dropDatabase("x", nullptr); }).starts_with(both))
             << "for connections of its own as well";
     }
-    EXPECT_EQ(said().size(), std::size(cases)) << "one for every change while it was closed";
-    EXPECT_TRUE(said()[0].starts_with("CATCH _com_error: Connection::setBusyTimeout - "));
+    EXPECT_EQ(lines.all().size(), std::size(cases)) << "one for every change while it was closed";
+    EXPECT_TRUE(said().starts_with("CATCH _com_error: Connection::setBusyTimeout - "));
 }
 
 TEST_F(ScriptedAdo, databaseFilesHaveThePathTheServerSees) {
@@ -292,7 +288,7 @@ TEST_F(ScriptedAdo, aCommandThatFailsSaysWhereAndWithItsCode) {
            {27, 0, "no parameter", "", ado::adErrInvalidArgument});
     expect("addBlobParam", [&] { made->addBlobParam(&byte, -1); }, runtime);
     script.failures = {{"Append", failed}, {"CommandText", failed}};
-    script.errors = {{"engine", 5}};
+    script.errors->fill({{"HY000", 5, "engine"}});
     expect("addIntParam", [&] { made->addIntParam(1); }, {27, 5, "engine", "", fail});
     expect(
         "addStringParam", [&] { made->addStringParam(""); },
@@ -325,29 +321,24 @@ TEST_F(ScriptedAdo, aValueThatDoesNotConvertIsNone) {
     const ado::Decimal decimal{.low = 125, .high = 9, .scale = 1, .sign = ado::Decimal::negative};
     EXPECT_TRUE(query({"c", ado::adDecimal, decimal, 0, {}})->getInt64Field(0, wide));
     EXPECT_EQ(wide, -125) << "neither point nor high part";
-    EXPECT_EQ(said().size(), 2U);
-    EXPECT_TRUE(said()[1].starts_with("CATCH _com_error: Query::getIntField - "));
+    EXPECT_EQ(lines.all().size(), 2U);
+    EXPECT_NE(said().find("\nCATCH _com_error: Query::getIntField - "), std::string::npos);
 }
 
 TEST_F(ScriptedAdo, aBlobIsReadWholeOrNotAtAll) {
-    struct Case {
-        unsigned int actual;
-        ado::Variant chunk;
-        unsigned int capacity;
-        bool read;
-    };
     const ado::Bytes three(3, std::byte{7});
-    for (const Case& each : {Case{3, three, 3, true}, Case{3, three, 9, true}, Case{3, three, 2, false},
-                             Case{3, std::string("abc"), 3, false}, Case{3, ado::Bytes(2), 3, false},
-                             Case{3, ado::Null{}, 3, false}, Case{0, three, 3, false}}) {
-        const auto rows =
-            query({"c", ado::adLongVarBinary, three, static_cast<std::int32_t>(each.actual), each.chunk});
+    using Case = std::tuple<int, ado::Variant, unsigned int, bool>;
+    for (const auto& [actual, chunk, capacity, read] :
+         {Case{3, three, 3, true}, Case{3, three, 9, true}, Case{3, three, 2, false},
+          Case{3, std::string("abc"), 3, false}, Case{3, ado::Bytes(2), 3, false},
+          Case{3, ado::Null{}, 3, false}, Case{0, three, 3, false}}) {
+        const auto rows = query({"c", ado::adLongVarBinary, three, actual, chunk});
         unsigned char buffer[9] = {};
-        unsigned int size = each.capacity;
-        EXPECT_EQ(rows->getBlobField(0, size, buffer), each.read);
-        EXPECT_EQ(size, each.actual);
-        EXPECT_EQ(buffer[2], each.read ? 7 : 0);
-        EXPECT_EQ(rows->getBlobField("c", size, nullptr), each.actual != 0) << "asking for the size";
+        unsigned int size = capacity;
+        EXPECT_EQ(rows->getBlobField(0, size, buffer), read);
+        EXPECT_EQ(static_cast<int>(size), actual);
+        EXPECT_EQ(buffer[2], read ? 7 : 0);
+        EXPECT_EQ(rows->getBlobField("c", size, nullptr), actual != 0) << "asking for the size";
     }
 }
 
@@ -382,9 +373,9 @@ TEST_F(ScriptedAdo, aCursorEndsWhereItsRecordsetFails) {
     EXPECT_EQ(connection.execQuery("q", 0)->numFields(), 0) << "nor does it begin";
     script.failures["Recordset.Close"] = exhausted;
     rows->close();
-    EXPECT_EQ(said().size(), 4U);
-    EXPECT_TRUE(said()[0].starts_with("CATCH _com_error: Query::nextRow - "));
-    EXPECT_EQ(said()[3], "CATCH... : Query::close - Runtime exception caught");
+    EXPECT_EQ(lines.all().size(), 4U);
+    EXPECT_TRUE(said().starts_with("CATCH _com_error: Query::nextRow - "));
+    EXPECT_TRUE(said().ends_with("\nCATCH... : Query::close - Runtime exception caught\n"));
     script.failures = {{"Fields", failed}};
     expectError([&] { connection.execQuery("q", 0); },
                 {29, 0, "words",
@@ -398,9 +389,9 @@ TEST_F(ScriptedAdo, schemaOperationsSendTheConfiguredTextAndNothingElse) {
     const std::string master = timeouts + "Open(far/i/master,0) ";
     const auto expect = [&](const std::string& texts, const auto& run) { EXPECT_EQ(callsOf(run), texts); };
     Reachable& on = connection;
-    Strings names = {"old"};
+    std::vector<std::string> names = {"old"};
     expect("Execute(tables,0)", [&] { EXPECT_EQ(on.getTables(names), 0); });
-    EXPECT_EQ(names, Strings{});
+    EXPECT_TRUE(names.empty());
     script.rows = 1;
     expect("Execute(tables,0)", [&] { EXPECT_EQ(on.getTables(names), 1); });
     expect("Execute(columns t,0)", [&] { EXPECT_EQ(on.getTableColumnNames("t", names), 1); });

@@ -12,7 +12,7 @@
 #include "platform/ado/Command.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
-#include "platform/ado/status.h"
+#include "platform/odbc/error_list.h"
 
 // Objects in the place of an engine's: they write down what they are asked, answer what they were told to and
 // fail where they were told to.
@@ -30,9 +30,9 @@ struct AdoScript {
         ado::Variant chunk;
     };
 
-    std::vector<std::string> calls;
+    std::string calls;                                     ///< one behind the other
     std::map<std::string, std::function<void()>> failures; ///< by member; raise something
-    std::vector<std::pair<std::string, std::int32_t>> errors;
+    std::shared_ptr<platform::odbc::ErrorList> errors = std::make_shared<platform::odbc::ErrorList>();
     ado::Variant affected = std::int64_t{0};
     std::vector<Column> columns; ///< the same in every row
     int rows = 0;                ///< of every result
@@ -48,7 +48,7 @@ struct AdoScript {
         std::ostringstream call;
         [[maybe_unused]] const char* separator = "(";
         ((call << std::exchange(separator, ",") << arguments), ...);
-        calls.push_back(member + call.str() + (sizeof...(arguments) > 0 ? ")" : ""));
+        calls += (calls.empty() ? "" : " ") + member + call.str() + (sizeof...(arguments) > 0 ? ")" : "");
         reached(member);
     }
 };
@@ -61,33 +61,16 @@ inline std::string written(const ado::Variant& value) {
     if (ado::isEmptyOrNull(value) || std::holds_alternative<ado::Missing>(value)) {
         return ado::isEmptyOrNull(value) ? "empty" : "missing";
     }
-    constexpr const char* kinds[] = {"", "", "", "", "int ", "", "", "", "decimal "};
-    return (value.index() < std::size(kinds) ? kinds[value.index()] : "") + ado::toText(value);
+    const char* const kind = std::holds_alternative<std::int64_t>(value)   ? "int "
+                             : std::holds_alternative<ado::Decimal>(value) ? "decimal "
+                                                                           : "";
+    return kind + ado::toText(value);
 }
 
 /// What every scripted object knows.
 struct Scripted {
     AdoScript& script;
     explicit Scripted(AdoScript& own) : script(own) {}
-};
-
-struct ScriptedError : ado::Error {
-    std::pair<std::string, std::int32_t> said;
-    explicit ScriptedError(std::pair<std::string, std::int32_t> entry) : said(std::move(entry)) {}
-    std::string description() const override { return said.first; }
-    std::int32_t nativeError() const override { return said.second; }
-    std::string sqlState() const override { return "HY000"; }
-};
-
-struct ScriptedErrors : Scripted, ado::Errors {
-    using Scripted::Scripted;
-    std::int32_t count() const override {
-        script.reached("Errors.Count");
-        return static_cast<std::int32_t>(script.errors.size());
-    }
-    ado::Ref<ado::Error> item(std::int32_t index) const override {
-        return std::make_shared<ScriptedError>(script.errors.at(static_cast<std::size_t>(index)));
-    }
 };
 
 struct ScriptedField : Scripted, ado::Field {
@@ -129,6 +112,13 @@ struct ScriptedRecordset : Scripted, ado::Recordset {
     ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
 };
 
+inline ado::Ref<ado::Recordset> resultOf(AdoScript& script, ado::Variant* affected) {
+    if (affected != nullptr) {
+        *affected = script.affected;
+    }
+    return std::make_shared<ScriptedRecordset>(script);
+}
+
 struct ScriptedConnection : Scripted, ado::Connection {
     std::int32_t current = ado::adStateClosed;
     using Scripted::Scripted;
@@ -149,15 +139,13 @@ struct ScriptedConnection : Scripted, ado::Connection {
     ado::Ref<ado::Recordset> execute(const std::string& text, ado::Variant* affected,
                                      std::int32_t options) override {
         script.called("Execute", text, options);
-        ado::Variant unwanted;
-        (affected != nullptr ? *affected : unwanted) = script.affected;
-        return std::make_shared<ScriptedRecordset>(script);
+        return resultOf(script, affected);
     }
     void setIsolationLevel(std::int32_t level) override { script.called("IsolationLevel", level); }
     std::int32_t beginTrans() override { return script.called("BeginTrans"), 1; }
     void commitTrans() override { script.called("CommitTrans"); }
     void rollbackTrans() override { script.called("RollbackTrans"); }
-    ado::Ref<ado::Errors> errors() override { return std::make_shared<ScriptedErrors>(script); }
+    ado::Ref<ado::Errors> errors() override { return script.reached("Errors"), script.errors; }
 };
 
 struct ScriptedParameter : Scripted, ado::Parameter {
@@ -186,9 +174,7 @@ struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
     }
     ado::Ref<ado::Recordset> execute(ado::Variant* affected, std::int32_t options) override {
         script.called("Command.Execute", options);
-        ado::Variant unwanted;
-        (affected != nullptr ? *affected : unwanted) = script.affected;
-        return std::make_shared<ScriptedRecordset>(script);
+        return resultOf(script, affected);
     }
     void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");

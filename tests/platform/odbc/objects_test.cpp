@@ -63,13 +63,8 @@ TEST_P(OdbcObjects, refuseMisuseWithItsStatus) {
     expect(ado::dbParamNotOptional, [&] { insert->execute(nullptr, 1); });
 }
 
-TEST_P(OdbcObjects, keepTheErrorsOfTheLastCallAloneAndWhole) {
-    const std::string longText(3000, 'x'); // which PostgreSQL repeats
-    const auto failing = [&] { run("SELEC " + longText); };
-    if (isOn(postgresqlEngine)) {
-        EXPECT_EQ(statusOf([&] { ask("SELECT '" + longText + "'::integer"); }), ado::dbCantConvertValue);
-        EXPECT_NE(connection->errors()->item(0)->description().find(longText), std::string::npos);
-    }
+TEST_P(OdbcObjects, keepTheErrorsOfTheLastCallAlone) {
+    const auto failing = [&] { run("SELEC 1"); };
     EXPECT_EQ(statusOf(failing), ado::dbErrorsInCommand);
     ASSERT_EQ(connection->errors()->count(), 1);
     EXPECT_EQ(connection->errors()->item(0)->sqlState().size(), 5U);
