@@ -37,7 +37,7 @@ inline void add(const QD_OrvelCommandHandle& to, const std::vector<unsigned char
     to->addBlobParam(value.data(), static_cast<int>(value.size()));
 }
 template <class... Values>
-const QD_OrvelCommandHandle& with(const QD_OrvelCommandHandle& command, const Values&... values) {
+QD_OrvelCommandHandle with(QD_OrvelCommandHandle command, const Values&... values) {
     command->resetParams();
     (add(command, values), ...);
     return command;

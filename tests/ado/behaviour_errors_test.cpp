@@ -120,7 +120,7 @@ TEST_P(BehaviourServerErrors, aDeadlockIsBusyForOneOfTwoWhichKeepsNothing) {
     first->execNoQuery("UPDATE t SET a = 1 WHERE id = 1", 0);
     second->execNoQuery("UPDATE t SET a = 2 WHERE id = 2", 0);
     const auto crossed = [](const auto& handle, QD_OrvelTransaction& transaction, const char* update) {
-        const Error error = errorOf([&] { handle->execNoQuery(update, 0); });
+        Error error = errorOf([&] { handle->execNoQuery(update, 0); });
         if (error.code != -1 && isOn(mariadb)) { // the failure took the transaction along
             EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, aborted);
         } else {
@@ -243,7 +243,7 @@ TEST_P(BehaviourPostgresqlErrors, aSerializationFailureIsBusyAndUndoesTheTransac
     EXPECT_EQ(other->execQueryScalar("SELECT COUNT(*) FROM t", 0), 4) << "committed by itself again";
 }
 
-TEST_P(BehaviourPostgresqlErrors, areOfEveryStatementInATextAndWholeAndNoWarnings) {
+TEST_P(BehaviourPostgresqlErrors, areThoseOfEveryStatementInATextWholeAndWithoutWarnings) {
     EXPECT_EQ(kindOf(errorOf([&] { run("UPDATE t SET a = 1; SELECT 1/0"); })), "13 1 80040e14");
     EXPECT_EQ(run("UPDATE t SET a = 1; UPDATE t SET a = 2 WHERE id = 1"), 2);
     EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 3);

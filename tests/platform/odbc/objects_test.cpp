@@ -143,15 +143,14 @@ TEST_P(OdbcObjects, outliveTheirConnectionWithoutHarm) {
 }
 
 TEST(ObjectFactory, makesFromAnotherMakerWhileOneIsRegistered) {
-    const auto substitute = ado::createObject<ado::Connection>();
+    using Connections = ado::Registration<ado::Connection>;
+    auto substitute = ado::createObject<ado::Connection>();
     const auto made = [] { return ado::createObject<ado::Connection>().get(); };
     {
-        // NOLINTNEXTLINE(performance-no-automatic-move): it stays for the comparison
-        const ado::Registration<ado::Connection> registration(
-            [&]() -> ado::Ref<ado::Connection> { return substitute; });
+        const Connections registration([&]() -> ado::Ref<ado::Connection> { return substitute; });
         EXPECT_EQ(made(), substitute.get());
         {
-            const ado::Registration<ado::Connection> none({});
+            const Connections none({});
             EXPECT_EQ(statusOf(made), ado::classNotRegistered);
         }
         EXPECT_EQ(made(), substitute.get());
