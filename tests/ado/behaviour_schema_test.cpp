@@ -10,10 +10,7 @@ namespace {
 using namespace orvel::tests;
 using testing::ElementsAre;
 
-class BehaviourSchema : public Behaviour {};
-INSTANTIATE_TEST_SUITE_P(Engines, BehaviourSchema, everyContext, contextName);
-
-TEST_P(BehaviourSchema, tablesAreMadeUpgradedListedAndDropped) {
+TEST_P(Behaviour, tablesAreMadeUpgradedListedAndDropped) {
     std::vector<std::string> names = {"left over"};
     const auto columns = [&](const char* table) {
         connection->getTableColumnNames(table, names);
@@ -104,7 +101,7 @@ TEST_P(BehaviourDatabases, doNotShowATransactionBeforeItsEnd) {
     EXPECT_EQ(seen(), 1);
 }
 
-TEST_P(BehaviourSchema, theLastInsertedIdIsCounted) {
+TEST_P(Behaviour, theLastInsertedIdIsCounted) {
     run("CREATE TABLE t (id " + counterType() + ", v VARCHAR(9))");
     for (int id = 1; id <= 2; ++id) {
         run("INSERT INTO t (v) VALUES ('x')");

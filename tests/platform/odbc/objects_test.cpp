@@ -1,13 +1,101 @@
 // What the objects promise beyond what an application of the library can reach.
 
-#include "tests/platform/odbc/engine.h"
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "platform/ado/class_factory.h"
+#include "platform/ado/constants.h"
+#include "platform/ado/status.h"
+#include "platform/hresult.h"
+#include "tests/support/locale.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
 using namespace orvel::tests;
+namespace platform = orvel::platform;
+namespace ado = platform::ado;
 
-class OdbcObjects : public EngineTest {
+struct Engine {
+    const char* name;
+    const char* variable; ///< of the environment; holds the connection string
+    const char* options = "";
+
+    friend void PrintTo(const Engine& engine, std::ostream* out) { *out << engine.name; }
+};
+
+constexpr Engine sqliteEngine{"SQLite", "ORVEL_TEST_SQLITE"};
+constexpr Engine postgresqlEngine{"PostgreSQL", "ORVEL_TEST_POSTGRESQL", ";BoolsAsChar=0;UnknownSizes=1"};
+/// As it is shipped: rows come through a cursor of the server.
+constexpr Engine postgresqlCursorsEngine{"PostgreSQLCursors", "ORVEL_TEST_POSTGRESQL",
+                                         ";BoolsAsChar=0;UnknownSizes=1;UseDeclareFetch=1;Fetch=500"};
+constexpr Engine mariadbEngine{"MariaDB", "ORVEL_TEST_MARIADB"};
+
+/// The status that `body` raises, 0 when it raises none.
+template <class Body>
+std::uint32_t statusOf(Body&& body) {
+    try {
+        std::forward<Body>(body)();
+    } catch (const platform::ComError& error) {
+        return error.hresult();
+    }
+    return 0;
+}
+
+/// The object model on one engine: a connection and a table of the test's own.
+class OdbcObjects : public testing::TestWithParam<Engine> {
 protected:
+    static bool isOn(const Engine& engine) { return GetParam().variable == std::string(engine.variable); }
+
+    void SetUp() override { connection->open(connectionString(), "", "", 0); }
+    void TearDown() override {
+        if (!isOn(sqliteEngine) && connection->state() == ado::adStateOpen) {
+            run("DROP TABLE IF EXISTS t");
+        }
+    }
+
+    std::string connectionString(const std::string& more = "") const {
+        const char* server =
+            std::getenv(GetParam().variable); // NOLINT(concurrency-mt-unsafe): nobody sets it
+        if (server == nullptr) {
+            throw std::runtime_error(std::string(GetParam().variable) +
+                                     " is not set: run under script/with-servers");
+        }
+        const std::string file = isOn(sqliteEngine) ? ";Database=" + directory.file("test.db") : "";
+        return server + file + GetParam().options + more;
+    }
+    ado::Ref<ado::Connection> connect(const std::string& more = "") const {
+        auto other = ado::createObject<ado::Connection>();
+        other->open(connectionString(more), "", "", 0);
+        return other;
+    }
+
+    static void run(const ado::Ref<ado::Connection>& on, const std::string& text) {
+        EXPECT_FALSE(on->execute(text, nullptr, ado::adExecuteNoRecords));
+    }
+    void run(const std::string& text) const { run(connection, text); }
+    /// The first field of the first row, as text.
+    static std::string ask(const ado::Ref<ado::Connection>& on, const std::string& text) {
+        return ado::toText(on->execute(text, nullptr, 0)->fields()->item(0)->value());
+    }
+    std::string ask(const std::string& text) const { return ask(connection, text); }
+
+    ado::Ref<ado::Command> command(const std::string& text) const {
+        auto made = ado::createObject<ado::Command>();
+        made->setActiveConnection(connection);
+        made->setCommandText(text);
+        return made;
+    }
+    static void add(const ado::Ref<ado::Command>& to, std::int32_t type, std::int32_t size,
+                    const ado::Variant& value) {
+        to->parameters()->append(to->createParameter("", type, ado::adParamInput, size, value));
+    }
+
     void fill(int rows) const {
         run("CREATE TABLE t (id INTEGER PRIMARY KEY)");
         for (int id = 1; id <= rows; ++id) {
@@ -21,15 +109,27 @@ protected:
         }
         return left;
     }
+
+    TemporaryDirectory directory;
+    ado::Ref<ado::Connection> connection = ado::createObject<ado::Connection>(); ///< open
 };
-INSTANTIATE_TEST_SUITE_P(Engines, OdbcObjects, everyEngine, nameOf);
+
+std::string nameOf(const testing::TestParamInfo<Engine>& info) { return info.param.name; }
+INSTANTIATE_TEST_SUITE_P(Engines, OdbcObjects,
+                         testing::Values(sqliteEngine, postgresqlEngine, postgresqlCursorsEngine,
+                                         mariadbEngine),
+                         nameOf);
+
+class OdbcServers : public OdbcObjects {};
+INSTANTIATE_TEST_SUITE_P(Engines, OdbcServers,
+                         testing::Values(postgresqlEngine, postgresqlCursorsEngine, mariadbEngine), nameOf);
 
 TEST_P(OdbcObjects, refuseMisuseWithItsStatus) {
     const auto expect = [](std::uint32_t status, const auto& body) { EXPECT_EQ(statusOf(body), status); };
     const auto fresh = ado::createObject<ado::Connection>();
     expect(ado::adErrObjectClosed, [&] { fresh->close(); });
     expect(ado::adErrObjectClosed, [&] { run(fresh, "SELECT 1"); });
-    expect(orvel::platform::ePointer, [] { ado::Ref<ado::Connection>()->close(); });
+    expect(platform::ePointer, [] { ado::Ref<ado::Connection>()->close(); });
     expect(ado::adErrObjectOpen, [&] { connection->open(connectionString(), "", "", 0); });
     expect(ado::xactNoTransaction, [&] { connection->commitTrans(); });
     expect(ado::xactNoTransaction, [&] { connection->rollbackTrans(); });
@@ -79,7 +179,7 @@ TEST_P(OdbcObjects, keepTheErrorsOfTheLastCallAlone) {
 TEST_P(OdbcObjects, nameWhatCannotBeConnectedAndNeverThePassword) {
     const auto closed = ado::createObject<ado::Connection>();
     const auto errorOf = [&](const std::string& string) {
-        EXPECT_EQ(statusOf([&] { closed->open(string, "", "", 0); }), orvel::platform::eFail);
+        EXPECT_EQ(statusOf([&] { closed->open(string, "", "", 0); }), platform::eFail);
         return closed->errors()->item(0);
     };
     const std::string driver = errorOf("DRIVER=no-such-driver.so;PWD=secret-word")->description();
@@ -158,10 +258,36 @@ TEST(ObjectFactory, makesFromAnotherMakerWhileOneIsRegistered) {
     EXPECT_NE(made(), substitute.get());
 }
 
-class OdbcServerTransactions : public OdbcObjects {};
-INSTANTIATE_TEST_SUITE_P(Engines, OdbcServerTransactions, everyServer, nameOf);
+TEST_P(OdbcObjects, readValuesInPartsAndMeasureThem) {
+    run(std::string("CREATE TABLE t (v ") + (isOn(postgresqlEngine) ? "BYTEA" : "BLOB") + ", n INTEGER)");
+    const auto insert = command("INSERT INTO t VALUES (?, ?)");
+    const auto bytes =
+        insert->createParameter("", ado::adLongVarBinary, ado::adParamInput, 3, ado::Missing{});
+    bytes->appendChunk(ado::Bytes{std::byte{0}, std::byte{7}});
+    bytes->appendChunk(ado::Bytes{std::byte{14}});
+    insert->parameters()->append(bytes);
+    add(insert, ado::adInteger, 4, ado::Empty{});
+    insert->execute(nullptr, ado::adExecuteNoRecords);
+    const auto rows = connection->execute("SELECT v, n, 'abc' FROM t", nullptr, 0);
+    const auto field = [&](std::int32_t position) { return rows->fields()->item(position); };
+    EXPECT_EQ(field(0)->actualSize(), 3);
+    EXPECT_EQ(std::get<ado::Bytes>(field(0)->getChunk(2)), (ado::Bytes{std::byte{0}, std::byte{7}}));
+    EXPECT_EQ(field(1)->actualSize(), 0) << "of NULL";
+    EXPECT_TRUE(ado::isEmptyOrNull(field(1)->getChunk(2)));
+    EXPECT_EQ(ado::toText(field(2)->getChunk(2)), "ab");
+}
 
-TEST_P(OdbcServerTransactions, haveTheIsolationLevelThatWasSetBefore) {
+TEST_P(OdbcObjects, refuseOrKeepAZeroCharacterInAText) {
+    run("CREATE TABLE t (v VARCHAR(9))");
+    const std::string text("a\0b", 3);
+    const auto insert = command("INSERT INTO t VALUES (?)");
+    add(insert, ado::adBSTR, 3, text);
+    const auto status = statusOf([&] { insert->execute(nullptr, ado::adExecuteNoRecords); });
+    EXPECT_EQ(status, isOn(mariadbEngine) ? 0 : ado::dbCantConvertValue);
+    EXPECT_EQ(status == 0 ? ask("SELECT v FROM t") : ask("SELECT count(*) FROM t"), status == 0 ? text : "0");
+}
+
+TEST_P(OdbcServers, haveTheIsolationLevelThatWasSetBefore) {
     const std::string question = isOn(postgresqlEngine) ? "SHOW transaction_isolation"
                                                         : "SELECT lower(replace(@@tx_isolation, '-', ' '))";
     connection->close();
@@ -179,7 +305,7 @@ TEST_P(OdbcServerTransactions, haveTheIsolationLevelThatWasSetBefore) {
 
 /// Connection strings that let a text hold several statements, or a failing one spoil its transaction: drivers
 /// then report success for what keeps nothing, or only what came after.
-TEST_P(OdbcServerTransactions, areNotCommittedWhenSpoiled) {
+TEST_P(OdbcServers, loseNoErrorOfWhatIsNotKept) {
     fill(1);
     if (isOn(mariadbEngine)) {
         const auto several = connect(";OPTION=67108864");
@@ -200,6 +326,33 @@ TEST_P(OdbcServerTransactions, areNotCommittedWhenSpoiled) {
         run(spoiling, "INSERT INTO t VALUES (4)");
         spoiling->commitTrans();
         EXPECT_EQ(ask("DELETE FROM t WHERE id = 4 RETURNING id"), "4") << protocol;
+    }
+}
+
+TEST_P(OdbcServers, decimalsKeep28DigitsInEveryLocale) {
+    const Locale commas("de_DE.ISO-8859-1"); // a driver writes a decimal comma now
+    run("CREATE TABLE t (id INTEGER, v NUMERIC(28,10), d DOUBLE PRECISION)");
+    const auto insert = command("INSERT INTO t VALUES (?, ?, ?)");
+    const ado::Variant values[] = {std::string("123456789012345678.0123456789"),
+                                   std::string("-999999999999999999.9999999999"), std::string("0.0000000001"),
+                                   std::string("12.5000000000"), ado::Null{}};
+    for (std::int64_t id = 0; id < std::ssize(values); ++id) {
+        add(insert, ado::adInteger, 4, id);
+        const auto parameter = insert->createParameter("", ado::adDecimal, ado::adParamInput, 16, values[id]);
+        parameter->setPrecision(28);
+        parameter->setNumericScale(10);
+        insert->parameters()->append(parameter);
+        add(insert, ado::adDouble, 8, static_cast<double>(id) + 12.25);
+        insert->execute(nullptr, ado::adExecuteNoRecords);
+        for (std::int32_t index = 2; index >= 0; --index) {
+            insert->parameters()->remove(index);
+        }
+    }
+    const auto rows = connection->execute("SELECT v, d FROM t ORDER BY id", nullptr, 0);
+    for (std::int64_t id = 0; id < std::ssize(values); ++id, rows->moveNext()) {
+        const ado::Variant read = rows->fields()->item(0)->value();
+        EXPECT_TRUE((ado::isEmptyOrNull(read) ? read : ado::Variant(ado::toText(read))) == values[id]) << id;
+        EXPECT_EQ(ado::toDouble(rows->fields()->item(1)->value()), static_cast<double>(id) + 12.25);
     }
 }
 
