@@ -37,10 +37,12 @@ struct AdoScript {
     std::vector<Column> columns; ///< the same in every row
     int rows = 0;                ///< of every result
 
-    void reached(const std::string& member) const {
+    template <class Answer = bool>
+    Answer reached(const std::string& member, Answer answer = {}) const {
         if (const auto failure = failures.find(member); failure != failures.end()) {
             failure->second();
         }
+        return answer;
     }
     /// Writes the call down, with its arguments.
     template <class... Arguments>
@@ -67,15 +69,9 @@ inline std::string written(const ado::Variant& value) {
     return kind + ado::toText(value);
 }
 
-/// What every scripted object knows.
-struct Scripted {
-    AdoScript& script;
-    explicit Scripted(AdoScript& own) : script(own) {}
-};
-
-struct ScriptedField : Scripted, ado::Field {
+struct ScriptedField : ado::Field {
     AdoScript::Column column;
-    ScriptedField(AdoScript& own, AdoScript::Column shown) : Scripted(own), column(std::move(shown)) {}
+    explicit ScriptedField(AdoScript::Column shown) : column(std::move(shown)) {}
     std::string name() override { return column.name; }
     std::int32_t type() override { return column.type; }
     const ado::Variant& value() override { return column.value; }
@@ -83,33 +79,29 @@ struct ScriptedField : Scripted, ado::Field {
     ado::Variant getChunk(std::int32_t) override { return column.chunk; }
 };
 
-struct ScriptedFields : Scripted, ado::Fields {
-    using Scripted::Scripted;
+/// A result, and all of its fields.
+struct ScriptedRecordset : ado::Recordset, ado::Fields, std::enable_shared_from_this<ScriptedRecordset> {
+    AdoScript& script;
+    int left = script.rows;
+    explicit ScriptedRecordset(AdoScript& own) : script(own) {}
+    bool eof() override { return script.reached("EOF", left == 0); }
+    void moveNext() override { left -= script.reached("MoveNext", 1); }
+    ado::Ref<ado::Fields> fields() override { return script.reached("Fields", shared_from_this()); }
+    std::int32_t state() override { return ado::adStateOpen; }
+    void close() override { script.reached("Recordset.Close"); }
+    ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
+
     std::int32_t count() override { return static_cast<std::int32_t>(script.columns.size()); }
     ado::Ref<ado::Field> item(std::string_view name) override {
         script.called("Fields.Item", name);
-        return std::make_shared<ScriptedField>(script, script.columns.at(0));
+        return item(0);
     }
     ado::Ref<ado::Field> item(std::int32_t position) override {
         if (position < 0 || position >= count()) {
             throw platform::ComError(ado::adErrItemNotFound, "no such item");
         }
-        return std::make_shared<ScriptedField>(script, script.columns[static_cast<std::size_t>(position)]);
+        return std::make_shared<ScriptedField>(script.columns[static_cast<std::size_t>(position)]);
     }
-};
-
-struct ScriptedRecordset : Scripted, ado::Recordset {
-    int left = script.rows;
-    using Scripted::Scripted;
-    bool eof() override { return script.reached("EOF"), left == 0; }
-    void moveNext() override { script.reached("MoveNext"), --left; }
-    ado::Ref<ado::Fields> fields() override {
-        script.reached("Fields");
-        return std::make_shared<ScriptedFields>(script);
-    }
-    std::int32_t state() override { return ado::adStateOpen; }
-    void close() override { script.reached("Recordset.Close"); }
-    ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
 };
 
 inline ado::Ref<ado::Recordset> resultOf(AdoScript& script, ado::Variant* affected) {
@@ -119,9 +111,10 @@ inline ado::Ref<ado::Recordset> resultOf(AdoScript& script, ado::Variant* affect
     return std::make_shared<ScriptedRecordset>(script);
 }
 
-struct ScriptedConnection : Scripted, ado::Connection {
+struct ScriptedConnection : ado::Connection {
+    AdoScript& script;
     std::int32_t current = ado::adStateClosed;
-    using Scripted::Scripted;
+    explicit ScriptedConnection(AdoScript& own) : script(own) {}
     void setConnectionTimeout(std::int32_t seconds) override { script.called("ConnectionTimeout", seconds); }
     void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void open(const std::string& text, const std::string& user, const std::string& password,
@@ -129,7 +122,7 @@ struct ScriptedConnection : Scripted, ado::Connection {
         script.called("Open", text + user + password, options);
         current = ado::adStateOpen;
     }
-    std::int32_t state() override { return script.reached("State"), current; }
+    std::int32_t state() override { return script.reached("State", current); }
     void close() override {
         script.called("Close");
         current = ado::adStateClosed;
@@ -142,23 +135,21 @@ struct ScriptedConnection : Scripted, ado::Connection {
         return resultOf(script, affected);
     }
     void setIsolationLevel(std::int32_t level) override { script.called("IsolationLevel", level); }
-    std::int32_t beginTrans() override { return script.called("BeginTrans"), 1; }
+    std::int32_t beginTrans() override {
+        script.called("BeginTrans");
+        return 1;
+    }
     void commitTrans() override { script.called("CommitTrans"); }
     void rollbackTrans() override { script.called("RollbackTrans"); }
-    ado::Ref<ado::Errors> errors() override { return script.reached("Errors"), script.errors; }
+    ado::Ref<ado::Errors> errors() override { return script.reached("Errors", script.errors); }
 };
 
-struct ScriptedParameter : Scripted, ado::Parameter {
-    using Scripted::Scripted;
-    void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
-    void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
-    void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
-};
-
-struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
+/// A command, and all of its parameters.
+struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
+    AdoScript& script;
     ado::Ref<ado::Connection> connection;
     std::int32_t appended = 0;
-    using Scripted::Scripted;
+    explicit ScriptedCommand(AdoScript& own) : script(own) {}
     void setActiveConnection(const ado::Ref<ado::Connection>& on) override { connection = on; }
     ado::Ref<ado::Connection> activeConnection() override { return connection; }
     void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
@@ -167,7 +158,7 @@ struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
                                              std::int32_t direction, std::int32_t size,
                                              const ado::Variant& value) override {
         script.called("CreateParameter", name + std::to_string(type), direction, size, written(value));
-        return std::make_shared<ScriptedParameter>(script);
+        return std::shared_ptr<ado::Parameter>(std::shared_ptr<void>(), this);
     }
     ado::Ref<ado::Parameters> parameters() override {
         return std::shared_ptr<ado::Parameters>(std::shared_ptr<void>(), this);
@@ -176,12 +167,21 @@ struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
         script.called("Command.Execute", options);
         return resultOf(script, affected);
     }
+    void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
+    void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
+    void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
     void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");
-        appended += parameter ? 1 : throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
+        if (!parameter) {
+            throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
+        }
+        ++appended;
     }
     std::int32_t count() override { return appended; }
-    void remove(std::int32_t index) override { script.called("Delete", index), --appended; }
+    void remove(std::int32_t index) override {
+        script.called("Delete", index);
+        --appended;
+    }
 };
 
 } // namespace orvel::tests
