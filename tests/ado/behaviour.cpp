@@ -48,12 +48,14 @@ constexpr const char* sqliteOdbcSection = R"(<SQLiteODBC>
 } // namespace
 
 std::string Behaviour::configuration(const std::string& password) {
-    const std::filesystem::path shipped(ORVEL_SHIPPED_CONFIGURATION);
-    std::ifstream stream(shipped, std::ios::binary);
+    std::ifstream stream(ORVEL_SHIPPED_CONFIGURATION, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(stream), {}};
     const std::string account = ";UID=" + environment("ORVEL_TEST_USER") + ";PWD=" + password;
     replace(text, "DRIVER={PostgreSQL Unicode}", driver("ORVEL_TEST_POSTGRESQL") + account);
     replace(text, "DRIVER={MariaDB Unicode}", driver("ORVEL_TEST_MARIADB") + account);
+    if (GetParam().wholeResults) {
+        replace(text, "UseDeclareFetch=1;Fetch=500", "UseDeclareFetch=0");
+    }
     replace(text, "</ADO>",
             "<SQLiteODBC><Properties><ConnectionString>" + driver("ORVEL_TEST_SQLITE") +
                 ";Database=$(dbName);Timeout=300</ConnectionString><LocalServerName>none</LocalServerName>"
@@ -65,39 +67,33 @@ std::string Behaviour::configuration(const std::string& password) {
 void Behaviour::SetUp() {
     QD_OrvelConnection::flushDBConfig();
     config = directory.write("OrvelConfig.xml", configuration(environment("ORVEL_TEST_PASSWORD")));
-    const bool madeByOpening = isAdo() && !context().isServer();
-    database = madeByOpening ? directory.file("Behaviour.db3") : "Behaviour";
+    database = isOn(sqliteOdbc) ? directory.file("Behaviour.db3") : "Behaviour";
     connection = closed();
-    if (!madeByOpening) {
+    if (!isOn(sqliteOdbc)) { // there, opening makes it
         connection->createDatabase("Catalogue", database.c_str(), path.c_str(), 0);
     }
     open(connection);
 }
 
 void Behaviour::TearDown() {
-    if (context().isServer()) {
+    if (isServer()) {
         connection->dropDatabase(database.c_str(), nullptr);
     }
 }
 
 QD_OrvelConnectionHandle Behaviour::closed(const std::string& file) const {
-    if (!isAdo()) {
-        return QD_OrvelConnection::create(QD_ORVEL_PROVIDER_SQLITE, file.c_str());
-    }
-    const std::string instance = context().isServer() ? environment(context().portVariable) : "none";
-    return QD_OrvelConnection::create(QD_ORVEL_PROVIDER_ADO, file.c_str(), nullptr, context().databaseKey,
-                                      instance.c_str());
+    const char* const port = mine({"", "", "ORVEL_TEST_POSTGRESQL_PORT", "ORVEL_TEST_MARIADB_PORT"});
+    return QD_OrvelConnection::create(
+        isAdo() ? QD_ORVEL_PROVIDER_ADO : QD_ORVEL_PROVIDER_SQLITE, file.c_str(), nullptr,
+        mine({"", "SQLiteODBC", "PostgreSQL", "MariaDB"}), isServer() ? environment(port).c_str() : "none");
 }
 
 QD_OrvelConnectionHandle Behaviour::another() const {
     QD_OrvelConnectionHandle handle = closed();
     open(handle);
-    if (context().shortWait != nullptr) {
-        handle->execNoQuery(context().shortWait, 0);
-    }
-    if (!isAdo()) {
-        handle->setBusyTimeout(100);
-    }
+    handle->execNoQuery(mine({"PRAGMA busy_timeout = 100", "", "SET lock_timeout TO 300",
+                              "SET SESSION innodb_lock_wait_timeout = 1"}),
+                        0);
     return handle;
 }
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -15,65 +14,40 @@
 
 namespace orvel::tests {
 
-/// What an error shows of itself; the rest is told by its text.
-struct ErrorKind {
-    int code;
-    unsigned long provCode;
-    unsigned long hr;
+/// Engines, as positions in tables of what each answers.
+enum Engine : std::size_t { sqlite, sqliteOdbc, postgresql, mariadb };
 
-    friend bool operator==(const ErrorKind&, const ErrorKind&) = default;
-    friend void PrintTo(const ErrorKind& kind, std::ostream* out) {
-        *out << kind.code << ", provider " << kind.provCode << std::hex << ", hr " << kind.hr << std::dec;
-    }
-};
-
-/// One way to a database, and where it legitimately differs from the others.
+/// One way to a database.
 struct Context {
     const char* name;
-    std::size_t index;        ///< in tables of what each context answers
-    const char* databaseKey;  ///< null: the SQLite provider
-    const char* portVariable; ///< of the environment; null: no server
-    const char* textType;
-    const char* blobType;
-    const char* decimalType; ///< exact with 28 digits; null when there is none
-    const char* counterType; ///< an integer key that the engine counts
-    const char* shortWait;   ///< gives up a lock within a second; null: it does anyway
-    const char* killSession; ///< with the number that `session` answers in the place of "?"
-    const char* session;
+    Engine engine;
+    bool wholeResults = false; ///< read into memory, where the shipped configuration does not
 
-    bool isServer() const { return portVariable != nullptr; }
     friend void PrintTo(const Context& context, std::ostream* out) { *out << context.name; }
 };
 
-inline constexpr Context sqliteContext{"SQLite", 0,       nullptr, nullptr,
-                                       "TEXT",   "BLOB",  nullptr, "INTEGER PRIMARY KEY AUTOINCREMENT",
-                                       nullptr,  nullptr, nullptr};
-inline constexpr Context sqliteOdbcContext{
-    "SQLiteODBC", 1,       "SQLiteODBC", nullptr,
-    "TEXT",       "BLOB",  nullptr,      "INTEGER PRIMARY KEY AUTOINCREMENT",
-    nullptr,      nullptr, nullptr};
-inline constexpr Context postgresqlContext{"PostgreSQL",
-                                           2,
-                                           "PostgreSQL",
-                                           "ORVEL_TEST_POSTGRESQL_PORT",
-                                           "TEXT",
-                                           "BYTEA",
-                                           "NUMERIC(38,10)",
-                                           "SERIAL PRIMARY KEY",
-                                           "SET lock_timeout TO 300",
-                                           "SELECT pg_terminate_backend(?)",
-                                           "SELECT pg_backend_pid()"};
-inline constexpr Context mariadbContext{"MariaDB",
-                                        3,
-                                        "MariaDB",
-                                        "ORVEL_TEST_MARIADB_PORT",
-                                        "LONGTEXT",
-                                        "LONGBLOB",
-                                        "DECIMAL(38,10)",
-                                        "INTEGER PRIMARY KEY AUTO_INCREMENT",
-                                        "SET SESSION innodb_lock_wait_timeout = 1",
-                                        "KILL ?",
-                                        "SELECT CONNECTION_ID()"};
+/// Values of a command's markers, in place of those it had.
+inline void add(const QD_OrvelCommandHandle& to, int value) { to->addIntParam(value); }
+inline void add(const QD_OrvelCommandHandle& to, long long value) { to->addInt64Param(value); }
+inline void add(const QD_OrvelCommandHandle& to, double value) { to->addDoubleParam(value); }
+inline void add(const QD_OrvelCommandHandle& to, const std::string& value) {
+    to->addStringParam(value.c_str());
+}
+inline void add(const QD_OrvelCommandHandle& to, const std::vector<unsigned char>& value) {
+    to->addBlobParam(value.data(), static_cast<int>(value.size()));
+}
+template <class... Values>
+QD_OrvelCommandHandle with(QD_OrvelCommandHandle command, const Values&... values) {
+    command->resetParams();
+    (add(command, values), ...);
+    return command;
+}
+
+/// A field's text, also of what is no text; "(none)" when there is none.
+inline std::string textOf(const QD_OrvelQueryHandle& rows, int position = 0) {
+    std::string text;
+    return rows->getStringField(position, text) ? text : "(none)";
+}
 
 /// Tests of what the interface promises on every engine, with the configuration as it is shipped: only
 /// credentials and the driver's file are put in. Each test has a database of its own, made from the shipped
@@ -83,20 +57,37 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    const Context& context() const { return GetParam(); }
-    bool isAdo() const { return context().databaseKey != nullptr; }
+    static bool isOn(Engine engine) { return GetParam().engine == engine; }
+    static bool isAdo() { return !isOn(sqlite); }
+    static bool isServer() { return isOn(postgresql) || isOn(mariadb); }
+    /// What is said or answered here: by SQLite, by the same over ODBC, by PostgreSQL, by MariaDB.
+    template <class Answer>
+    static Answer mine(const Answer (&answers)[4]) {
+        return answers[GetParam().engine];
+    }
+    static std::string textType() { return mine({"TEXT", "TEXT", "TEXT", "LONGTEXT"}); }
+    static std::string blobType() { return mine({"BLOB", "BLOB", "BYTEA", "LONGBLOB"}); }
+    static std::string counterType() {
+        return std::string(mine({"INTEGER", "INTEGER", "SERIAL", "INTEGER"})) + " PRIMARY KEY " +
+               mine({"AUTOINCREMENT", "AUTOINCREMENT", "", "AUTO_INCREMENT"});
+    }
 
-    /// The shipped configuration, to be used with that password, and with a section for SQLite over ODBC.
+    /// The configuration, with that password and with a section for SQLite over ODBC.
     static std::string configuration(const std::string& password);
     QD_OrvelConnectionHandle closed(const std::string& file) const;
     QD_OrvelConnectionHandle closed() const { return closed(config); }
-    /// Another connection to the database of the test.
+    /// Another connection to the database of the test, which does not wait long.
     QD_OrvelConnectionHandle another() const;
-    void open(QD_OrvelConnectionHandle& handle) const { handle->open(database.c_str(), path.c_str(), 0); }
+    void open(const QD_OrvelConnectionHandle& handle) const {
+        handle->open(database.c_str(), path.c_str(), 0);
+    }
 
-    int run(const std::string& sql) { return connection->execNoQuery(sql.c_str(), 0); }
-    int ask(const std::string& sql) { return connection->execQueryScalar(sql.c_str(), 0); }
-    static ErrorKind kindOf(const Error& error) { return {error.code, error.provCode, error.hr}; }
+    int run(const std::string& sql) const { return connection->execNoQuery(sql.c_str(), 0); }
+    int ask(const std::string& sql) const { return connection->execQueryScalar(sql.c_str(), 0); }
+    QD_OrvelQueryHandle query(const std::string& sql) const { return connection->execQuery(sql.c_str(), 0); }
+    QD_OrvelCommandHandle command(const std::string& sql) const {
+        return connection->createCommand(sql.c_str(), 0);
+    }
 
     TemporaryDirectory directory;
     DiagnosticLines lines; ///< of expected failures
@@ -108,10 +99,14 @@ protected:
 
 inline std::string contextName(const testing::TestParamInfo<Context>& info) { return info.param.name; }
 
-inline const auto everyContext =
-    testing::Values(sqliteContext, sqliteOdbcContext, postgresqlContext, mariadbContext);
-inline const auto contextsWithTemplates = testing::Values(sqliteContext, postgresqlContext, mariadbContext);
-inline const auto everyServer = testing::Values(postgresqlContext, mariadbContext);
+inline constexpr Context postgresqlContext{"PostgreSQL", postgresql};
+inline constexpr Context postgresqlWholeContext{"PostgreSQLWholeResults", postgresql, true};
+inline constexpr Context mariadbContext{"MariaDB", mariadb};
+inline const auto everyContext = testing::Values(Context{"SQLite", sqlite}, Context{"SQLiteODBC", sqliteOdbc},
+                                                 postgresqlContext, postgresqlWholeContext, mariadbContext);
+inline const auto contextsWithTemplates =
+    testing::Values(Context{"SQLite", sqlite}, postgresqlContext, mariadbContext);
+inline const auto everyServer = testing::Values(postgresqlContext, postgresqlWholeContext, mariadbContext);
 
 } // namespace orvel::tests
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <tuple>
 
 TEST(AdoException, aBusyEngineIsOneCodeWhateverWasAsked) {
@@ -16,6 +17,8 @@ TEST(AdoException, aBusyEngineIsOneCodeWhateverWasAsked) {
         assigned = QD_ADOOrvelException(QD_ORVEL_ERR_SQL_QUERY, "f", provCode, "text", hr);
         EXPECT_EQ(assigned.errorCode(), busy ? QD_ORVEL_ERR_BUSY : QD_ORVEL_ERR_SQL_QUERY)
             << provCode << ", " << hr;
+        const std::string message = assigned.errorMessage();
+        EXPECT_EQ(message.starts_with("Orvel: Unspecified Error. (31)"), busy) << message;
         EXPECT_EQ(assigned.provErrorCode(), provCode);
         EXPECT_STREQ(assigned.provErrorString(), "text");
     }

@@ -1,10 +1,10 @@
 #ifndef ORVEL_TESTS_SCRIPTED_ADO_H
 #define ORVEL_TESTS_SCRIPTED_ADO_H
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +12,7 @@
 #include "platform/ado/Command.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
-#include "platform/ado/status.h"
+#include "platform/odbc/error_list.h"
 
 // Objects in the place of an engine's: they write down what they are asked, answer what they were told to and
 // fail where they were told to.
@@ -30,21 +30,29 @@ struct AdoScript {
         ado::Variant chunk;
     };
 
-    std::vector<std::string> calls;
+    std::string calls;                                     ///< one behind the other
     std::map<std::string, std::function<void()>> failures; ///< by member; raise something
-    std::vector<std::pair<std::string, std::int32_t>> errors;
+    std::shared_ptr<platform::odbc::ErrorList> errors = std::make_shared<platform::odbc::ErrorList>();
     ado::Variant affected = std::int64_t{0};
     std::vector<Column> columns; ///< the same in every row
     int rows = 0;                ///< of every result
 
-    void called(const std::string& member, const std::string& arguments = "") {
-        calls.push_back(arguments.empty() ? member : member + "(" + arguments + ")");
+    template <class Answer = bool>
+    Answer reached(const std::string& member, Answer answer = {}) const {
         if (const auto failure = failures.find(member); failure != failures.end()) {
             failure->second();
         }
+        return answer;
     }
-    /// What was called since the last time.
-    std::vector<std::string> taken() { return std::exchange(calls, {}); }
+    /// Writes the call down, with its arguments.
+    template <class... Arguments>
+    void called(const std::string& member, const Arguments&... arguments) {
+        std::ostringstream call;
+        [[maybe_unused]] const char* separator = "(";
+        ((call << std::exchange(separator, ",") << arguments), ...);
+        calls += (calls.empty() ? "" : " ") + member + call.str() + (sizeof...(arguments) > 0 ? ")" : "");
+        reached(member);
+    }
 };
 
 /// A value as the scripted objects write it down.
@@ -52,109 +60,69 @@ inline std::string written(const ado::Variant& value) {
     if (const auto* const bytes = std::get_if<ado::Bytes>(&value)) {
         return std::to_string(bytes->size()) + " bytes";
     }
-    if (const auto* const decimal = std::get_if<ado::Decimal>(&value)) {
-        return (decimal->sign != 0 ? "decimal -" : "decimal ") + std::to_string(decimal->low);
+    if (ado::isEmptyOrNull(value) || std::holds_alternative<ado::Missing>(value)) {
+        return ado::isEmptyOrNull(value) ? "empty" : "missing";
     }
-    return ado::isEmptyOrNull(value)                     ? "empty"
-           : std::holds_alternative<ado::Missing>(value) ? "missing"
-           : std::holds_alternative<std::int64_t>(value) ? "int " + ado::toText(value)
-                                                         : ado::toText(value);
+    const char* const kind = std::holds_alternative<std::int64_t>(value)   ? "int "
+                             : std::holds_alternative<ado::Decimal>(value) ? "decimal "
+                                                                           : "";
+    return kind + ado::toText(value);
 }
 
-struct ScriptedError : ado::Error {
-    std::pair<std::string, std::int32_t> entry;
-    explicit ScriptedError(std::pair<std::string, std::int32_t> said) : entry(std::move(said)) {}
-    std::string description() const override { return entry.first; }
-    std::int32_t nativeError() const override { return entry.second; }
-    std::string sqlState() const override { return "HY000"; }
-};
-
-/// What every scripted object knows.
-struct Scripted {
-    AdoScript& script;
-};
-
-struct ScriptedErrors : Scripted, ado::Errors {
-    explicit ScriptedErrors(AdoScript& own) : Scripted{own} {}
-    std::int32_t count() const override {
-        script.called("Errors.Count");
-        return static_cast<std::int32_t>(script.errors.size());
-    }
-    ado::Ref<ado::Error> item(std::int32_t index) const override {
-        return std::make_shared<ScriptedError>(script.errors.at(static_cast<std::size_t>(index)));
-    }
-};
-
-struct ScriptedField : Scripted, ado::Field {
+struct ScriptedField : ado::Field {
     AdoScript::Column column;
-    ScriptedField(AdoScript& own, AdoScript::Column shown) : Scripted{own}, column(std::move(shown)) {}
+    explicit ScriptedField(AdoScript::Column shown) : column(std::move(shown)) {}
     std::string name() override { return column.name; }
     std::int32_t type() override { return column.type; }
-    const ado::Variant& value() override {
-        script.called("Field.Value");
-        return column.value;
-    }
+    const ado::Variant& value() override { return column.value; }
     std::int32_t actualSize() override { return column.size; }
-    ado::Variant getChunk(std::int32_t length) override {
-        script.called("GetChunk", std::to_string(length));
-        return column.chunk;
-    }
+    ado::Variant getChunk(std::int32_t) override { return column.chunk; }
 };
 
-struct ScriptedFields : Scripted, ado::Fields {
-    explicit ScriptedFields(AdoScript& own) : Scripted{own} {}
+/// A result, and all of its fields.
+struct ScriptedRecordset : ado::Recordset, ado::Fields, std::enable_shared_from_this<ScriptedRecordset> {
+    AdoScript& script;
+    int left = script.rows;
+    explicit ScriptedRecordset(AdoScript& own) : script(own) {}
+    bool eof() override { return script.reached("EOF", left == 0); }
+    void moveNext() override { left -= script.reached("MoveNext", 1); }
+    ado::Ref<ado::Fields> fields() override { return script.reached("Fields", shared_from_this()); }
+    std::int32_t state() override { return ado::adStateOpen; }
+    void close() override { script.reached("Recordset.Close"); }
+    ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
+
     std::int32_t count() override { return static_cast<std::int32_t>(script.columns.size()); }
     ado::Ref<ado::Field> item(std::string_view name) override {
-        script.called("Fields.Item", std::string(name));
-        return std::make_shared<ScriptedField>(script, script.columns.at(0));
+        script.called("Fields.Item", name);
+        return item(0);
     }
     ado::Ref<ado::Field> item(std::int32_t position) override {
-        script.called("Fields.Item", std::to_string(position));
         if (position < 0 || position >= count()) {
             throw platform::ComError(ado::adErrItemNotFound, "no such item");
         }
-        return std::make_shared<ScriptedField>(script, script.columns[static_cast<std::size_t>(position)]);
+        return std::make_shared<ScriptedField>(script.columns[static_cast<std::size_t>(position)]);
     }
 };
 
-struct ScriptedRecordset : Scripted, ado::Recordset {
-    int left;
-    explicit ScriptedRecordset(AdoScript& own) : Scripted{own}, left(own.rows) {}
-    bool eof() override {
-        script.called("EOF");
-        return left == 0;
+inline ado::Ref<ado::Recordset> resultOf(AdoScript& script, ado::Variant* affected) {
+    if (affected != nullptr) {
+        *affected = script.affected;
     }
-    void moveNext() override {
-        script.called("MoveNext");
-        --left;
-    }
-    ado::Ref<ado::Fields> fields() override {
-        script.called("Fields");
-        return std::make_shared<ScriptedFields>(script);
-    }
-    std::int32_t state() override { return ado::adStateOpen; }
-    void close() override { script.called("Recordset.Close"); }
-    ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
-};
+    return std::make_shared<ScriptedRecordset>(script);
+}
 
-struct ScriptedConnection : Scripted, ado::Connection {
+struct ScriptedConnection : ado::Connection {
+    AdoScript& script;
     std::int32_t current = ado::adStateClosed;
-    explicit ScriptedConnection(AdoScript& own) : Scripted{own} {}
-    void setConnectionTimeout(std::int32_t seconds) override {
-        script.called("ConnectionTimeout", std::to_string(seconds));
-    }
-    void setCommandTimeout(std::int32_t seconds) override {
-        script.called("CommandTimeout", std::to_string(seconds));
-    }
+    explicit ScriptedConnection(AdoScript& own) : script(own) {}
+    void setConnectionTimeout(std::int32_t seconds) override { script.called("ConnectionTimeout", seconds); }
+    void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void open(const std::string& text, const std::string& user, const std::string& password,
               std::int32_t options) override {
-        script.called("Open", text + user + password + "," + std::to_string(options));
+        script.called("Open", text + user + password, options);
         current = ado::adStateOpen;
     }
-    std::int32_t state() override {
-        script.called("State");
-        return current;
-    }
+    std::int32_t state() override { return script.reached("State", current); }
     void close() override {
         script.called("Close");
         current = ado::adStateClosed;
@@ -163,61 +131,45 @@ struct ScriptedConnection : Scripted, ado::Connection {
     std::string version() override { return "1.0"; }
     ado::Ref<ado::Recordset> execute(const std::string& text, ado::Variant* affected,
                                      std::int32_t options) override {
-        script.called("Execute", text + "," + std::to_string(options));
-        if (affected != nullptr) {
-            *affected = script.affected;
-        }
-        return std::make_shared<ScriptedRecordset>(script);
+        script.called("Execute", text, options);
+        return resultOf(script, affected);
     }
-    void setIsolationLevel(std::int32_t level) override {
-        script.called("IsolationLevel", std::to_string(level));
-    }
+    void setIsolationLevel(std::int32_t level) override { script.called("IsolationLevel", level); }
     std::int32_t beginTrans() override {
         script.called("BeginTrans");
         return 1;
     }
     void commitTrans() override { script.called("CommitTrans"); }
     void rollbackTrans() override { script.called("RollbackTrans"); }
-    ado::Ref<ado::Errors> errors() override { return std::make_shared<ScriptedErrors>(script); }
+    ado::Ref<ado::Errors> errors() override { return script.reached("Errors", script.errors); }
 };
 
-struct ScriptedParameter : Scripted, ado::Parameter {
-    explicit ScriptedParameter(AdoScript& own) : Scripted{own} {}
-    void setPrecision(std::uint8_t digits) override { script.called("Precision", std::to_string(digits)); }
-    void setNumericScale(std::uint8_t digits) override {
-        script.called("NumericScale", std::to_string(digits));
-    }
-    void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
-};
-
-struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
+/// A command, and all of its parameters.
+struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
+    AdoScript& script;
     ado::Ref<ado::Connection> connection;
     std::int32_t appended = 0;
-    explicit ScriptedCommand(AdoScript& own) : Scripted{own} {}
+    explicit ScriptedCommand(AdoScript& own) : script(own) {}
     void setActiveConnection(const ado::Ref<ado::Connection>& on) override { connection = on; }
     ado::Ref<ado::Connection> activeConnection() override { return connection; }
-    void setCommandTimeout(std::int32_t seconds) override {
-        script.called("Command.CommandTimeout", std::to_string(seconds));
-    }
+    void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void setCommandText(const std::string& text) override { script.called("CommandText", text); }
     ado::Ref<ado::Parameter> createParameter(const std::string& name, std::int32_t type,
                                              std::int32_t direction, std::int32_t size,
                                              const ado::Variant& value) override {
-        script.called("CreateParameter", name + std::to_string(type) + "," + std::to_string(direction) + "," +
-                                             std::to_string(size) + "," + written(value));
-        return std::make_shared<ScriptedParameter>(script);
+        script.called("CreateParameter", name + std::to_string(type), direction, size, written(value));
+        return std::shared_ptr<ado::Parameter>(std::shared_ptr<void>(), this);
     }
     ado::Ref<ado::Parameters> parameters() override {
         return std::shared_ptr<ado::Parameters>(std::shared_ptr<void>(), this);
     }
     ado::Ref<ado::Recordset> execute(ado::Variant* affected, std::int32_t options) override {
-        script.called("Command.Execute", std::to_string(options));
-        if (affected != nullptr) {
-            *affected = script.affected;
-        }
-        return std::make_shared<ScriptedRecordset>(script);
+        script.called("Command.Execute", options);
+        return resultOf(script, affected);
     }
-
+    void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
+    void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
+    void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
     void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");
         if (!parameter) {
@@ -227,7 +179,7 @@ struct ScriptedCommand : Scripted, ado::Command, ado::Parameters {
     }
     std::int32_t count() override { return appended; }
     void remove(std::int32_t index) override {
-        script.called("Delete", std::to_string(index));
+        script.called("Delete", index);
         --appended;
     }
 };
