@@ -40,6 +40,7 @@ TEST(ConnectionString, losesOurOwnNameAndGetsTheAccountInBraces) {
     EXPECT_EQ(driverConnectionString("DSN=x", "me", "a;b}c"), "DSN=x;UID={me};PWD={a;b}}c}");
     EXPECT_EQ(keywordValue("DRIVER=x;PROTOCOL=7.4-1;A=b", "Protocol"), "7.4-1");
     EXPECT_EQ(keywordValue("MyProtocol=1;Protocols=2;Protocol", "Protocol"), "");
+    EXPECT_EQ(keywordValue("A={x}};Protocol=1;};B=;Protocol=2", "Protocol"), "2");
 }
 
 } // namespace

@@ -1,0 +1,172 @@
+// What servers and their drivers do that must not cost more than the statement it happens to.
+
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "QD_OrvelTransaction.h"
+#include "tests/ado/behaviour.h"
+
+namespace {
+
+using namespace orvel::tests;
+using testing::HasSubstr;
+
+class BehaviourRecovery : public Behaviour {
+protected:
+    void SetUp() override {
+        Behaviour::SetUp();
+        run("CREATE TABLE t (id INTEGER PRIMARY KEY, a INTEGER)");
+        run("INSERT INTO t VALUES (1, 0), (2, 0), (3, 0)");
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Engines, BehaviourRecovery, everyServer, contextName);
+
+TEST_P(BehaviourRecovery, aCommandRunsAgainAfterItsColumnsWereAnnouncedAndItsRowsRefused) {
+    QD_OrvelConnectionHandle other = another();
+    const auto locking = other->createCommand("SELECT a FROM t WHERE id >= ? ORDER BY id FOR UPDATE", 0);
+    const auto returning = command("INSERT INTO t (id, a) VALUES (?, 1) RETURNING id");
+    {
+        QD_OrvelTransaction holder(connection, 0, true, "");
+        run("UPDATE t SET a = 1 WHERE id = 2");
+        for (int execution = 0; execution < 3; ++execution) {
+            EXPECT_EQ(errorOf([&] { with(locking, 1)->execQuery(0); }).code, QD_ORVEL_ERR_BUSY);
+        }
+    }
+    EXPECT_EQ(textOf(with(locking, 1)->execQuery(0)), "0");
+    for (int execution = 0; execution < 3; ++execution) {
+        EXPECT_EQ(errorOf([&] { with(returning, 1)->execQuery(0); }).code, QD_ORVEL_ERR_SQL_STATEMENT);
+    }
+    EXPECT_EQ(textOf(with(returning, 4)->execQuery(0)), "4");
+}
+
+TEST_P(BehaviourRecovery, theStateOfALostConnectionMayBeAStatementsOwn) {
+    const std::string raise = mine({"", "", "DO $$ BEGIN RAISE 'elsewhere' USING ERRCODE = '08001'; END $$",
+                                    "SIGNAL SQLSTATE '08S01' SET MESSAGE_TEXT = 'elsewhere'"});
+    EXPECT_THAT(errorOf([&] { run(raise); }).provText, HasSubstr("elsewhere"));
+    QD_OrvelTransaction transaction(connection, 0, true, "");
+    EXPECT_EQ(errorOf([&] { run(raise); }).code, QD_ORVEL_ERR_SQL_STATEMENT);
+    run("UPDATE t SET a = 5 WHERE id = 1");
+    transaction.commit();
+    EXPECT_EQ(ask("SELECT a FROM t WHERE id = 1"), 5);
+}
+
+TEST_P(BehaviourRecovery, anErrorIsToldInItsOwnWords) {
+    const auto wrong = command("SELEC ?");
+    with(wrong, 1);
+    EXPECT_NE(errorOf([&] { wrong->execNoQuery(0); }).provCode, 0);
+    const Error error = errorOf([&] { wrong->addEmptyParam(static_cast<QD_OrvelDataKind>(7)); });
+    EXPECT_EQ(error.code, QD_ORVEL_ERR_BIND_PARAMETER);
+    EXPECT_EQ(error.provCode, 0) << error.provText;
+}
+
+TEST_P(BehaviourRecovery, aDatabaseThatIsMissingIsNotFound) {
+    const Error error = errorOf([&] { closed()->open("there_is_none", nullptr, 0); });
+    EXPECT_EQ(error.code, QD_ORVEL_ERR_OPEN_DATABASE);
+    EXPECT_THAT(error.provText, HasSubstr("there_is_none"));
+    if (isOn(mariadb)) { // the other driver has one state for all that goes wrong here
+        EXPECT_EQ(error.hr, 0x80040E19);
+    }
+}
+
+class BehaviourOfPostgresql : public BehaviourRecovery {};
+INSTANTIATE_TEST_SUITE_P(Engines, BehaviourOfPostgresql,
+                         testing::Values(postgresqlContext, postgresqlWholeContext), contextName);
+
+TEST_P(BehaviourOfPostgresql, aNumberWithoutAPrecisionHasNoLimit) {
+    const std::string large = "1" + std::string(60, '2') + ".5";
+    run("CREATE TABLE numbers (n NUMERIC, behind INTEGER)");
+    run("INSERT INTO numbers SELECT g, g FROM generate_series(1, 600) g");
+    run("INSERT INTO numbers VALUES (" + large + ", 7)");
+    const auto rows = query("SELECT n, behind FROM numbers ORDER BY n DESC");
+    EXPECT_EQ(textOf(rows), large);
+    EXPECT_EQ(textOf(rows, 1), "7");
+    const auto converted = query("SELECT 12.5::numeric, '42'::text");
+    long long digits = 0;
+    int number = 0;
+    EXPECT_TRUE(converted->getInt64Field(0, digits) && digits == 125);
+    EXPECT_TRUE(converted->getIntField(1, number) && number == 42);
+}
+
+TEST_P(BehaviourOfPostgresql, rowsThatNobodyWantsAreComputedAllTheSame) {
+    run("CREATE SEQUENCE counter");
+    const std::string counting = "SELECT nextval('counter') FROM generate_series(1, 1200)";
+    run(counting);
+    EXPECT_EQ(ask("SELECT last_value::integer FROM counter"), 1200);
+    const auto made = command(counting);
+    made->execNoQuery(0);
+    EXPECT_EQ(textOf(made->execQuery(0)), "2401") << "and rows can be wanted the next time";
+    EXPECT_EQ(errorOf([&] { run("SELECT 1 / (1000 - g) FROM generate_series(1, 1200) g"); }).code,
+              QD_ORVEL_ERR_SQL_STATEMENT);
+}
+
+class BehaviourOfMariadb : public BehaviourRecovery {};
+INSTANTIATE_TEST_SUITE_P(Engines, BehaviourOfMariadb, testing::Values(mariadbContext), contextName);
+
+TEST_P(BehaviourOfMariadb, aProcedureMayAnswerWithRowsOrWithout) {
+    run("CREATE PROCEDURE p (n INTEGER) IF n > 0 THEN SELECT n, n + 1; END IF");
+    const auto call = command("CALL p(?)");
+    for (const int n : {1, 0, 2, 0, 0, 3}) {
+        const auto rows = with(call, n)->execQuery(0);
+        EXPECT_EQ(rows->eof(), n == 0) << n;
+        EXPECT_EQ(n != 0 ? textOf(rows, 1) : "", n != 0 ? std::to_string(n + 1) : "");
+    }
+}
+
+TEST_P(BehaviourOfMariadb, rowsThatAreHeldCostNoPlanEach) {
+    const auto plans = [&] {
+        return ask("SELECT CAST(VARIABLE_VALUE AS INTEGER) FROM information_schema.SESSION_STATUS WHERE "
+                   "VARIABLE_NAME = 'COM_STMT_PREPARE'");
+    };
+    const auto lookup = command("SELECT a + ? FROM t ORDER BY id");
+    const int before = plans();
+    QD_OrvelQueryHandle rows;
+    for (int n = 0; n < 100; ++n) {
+        rows = with(lookup, n)->execQuery(0);
+        EXPECT_EQ(textOf(rows), std::to_string(n));
+    }
+    EXPECT_LE(plans() - before, 3); // with that of the question
+}
+
+TEST_P(BehaviourOfMariadb, aDriverThatLostStepIsLeft) {
+    try {
+        run("OPTIMIZE TABLE t");
+        run("UPDATE t SET a = 8");
+        ADD_FAILURE() << "the driver can do it now: say so in the documents";
+    } catch (QD_OrvelException& exception) {
+        EXPECT_EQ(exception.provErrorCode(), 2014UL);
+    }
+    for (int call = 0; call < 3; ++call) {
+        EXPECT_EQ(errorOf([&] { run("UPDATE t SET a = 8"); }).code, QD_ORVEL_ERR_SQL_STATEMENT);
+    }
+    connection->close();
+    open(connection);
+    run("BEGIN NOT ATOMIC OPTIMIZE TABLE t; END");
+    EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 0);
+}
+
+TEST_P(BehaviourOfMariadb, aServerThatSaysNothingIsGivenUp) {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    std::string text = configuration("none");
+    const std::string shipped = "CONN_TIMEOUT=30;"; // not where it is explained
+    text.replace(text.find(shipped), shipped.size(), "CONN_TIMEOUT=1;");
+    const std::string file = directory.write("silent.xml", text);
+    const auto silent = QD_OrvelConnection::create(QD_ORVEL_PROVIDER_ADO, file.c_str(), nullptr, "MariaDB",
+                                                   std::to_string(ntohs(address.sin_port)).c_str());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(errorOf([&] { silent->open("any", nullptr, 0); }).code, QD_ORVEL_ERR_OPEN_DATABASE);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    ::close(listener);
+}
+
+} // namespace
