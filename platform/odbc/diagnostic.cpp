@@ -204,8 +204,10 @@ bool meansConnectionLost(const Diagnostic& diagnostic, Engine engine) noexcept {
     case Engine::postgresql: {
         constexpr std::int32_t failedStatement = 1; // in the words of the server
         constexpr std::int32_t failedCommit = 110;
-        return hasLostState && diagnostic.nativeError != failedStatement &&
-               diagnostic.nativeError != failedCommit;
+        constexpr std::int32_t brokenCommunication = 35;
+        return diagnostic.nativeError == brokenCommunication ||
+               (hasLostState && diagnostic.nativeError != failedStatement &&
+                diagnostic.nativeError != failedCommit);
     }
     default:
         return hasLostState;

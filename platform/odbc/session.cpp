@@ -186,8 +186,16 @@ void Session::requireTransaction() const {
     }
 }
 
+/// Whether the driver has found out by itself, in a call whose result nobody sees: dropping a statement or a cursor.
+bool Session::isKnownToBeDead() {
+    // Others have to ask the server.
+    return engineTraits.engine == Engine::postgresql &&
+           driverOption(SQL_ATTR_CONNECTION_DEAD, SQL_CD_FALSE) == SQL_CD_TRUE;
+}
+
 void Session::commit() {
     requireTransaction();
+    lost = lost || isKnownToBeDead();
     if (lost) { // drivers report success here: there is nobody left to ask
         abandonTransaction();
         throw ComError(ado::xactAborted, "The connection was lost before the commit: nothing was kept.");

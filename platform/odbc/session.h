@@ -91,6 +91,7 @@ private:
     void learnTraits(const std::string& completedString);
     void applyIsolation();
     void requireTransaction() const;
+    bool isKnownToBeDead();
     void abandonTransaction() noexcept;
     void leaveTransaction() noexcept;
     void note(const Diagnostic& diagnostic) noexcept;

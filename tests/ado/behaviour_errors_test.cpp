@@ -169,6 +169,29 @@ TEST_P(BehaviourServerErrors, aSessionThatIsKilledIsAnErrorAndAnotherCanBeOpened
     }
 }
 
+TEST_P(BehaviourServerErrors, aCommitNeverSucceedsForASessionThatIsGone) {
+    for (const char* const noticed : {"by a command", "by dropping a command", "by dropping rows"}) {
+        QD_OrvelConnectionHandle victim = another();
+        QD_OrvelTransaction transaction(victim, 0, true, "");
+        QD_OrvelCommandHandle update = victim->createCommand("UPDATE t SET a = 9", 0);
+        update->execNoQuery(0);
+        update->execNoQuery(0); // prepared
+        const int session = sessionOf(victim);
+        QD_OrvelQueryHandle rows = victim->execQuery("SELECT one.id FROM t one, t two", 0);
+        if (noticed != std::string("by dropping rows")) {
+            rows.release();
+        }
+        kill(session);
+        if (noticed == std::string("by a command")) {
+            EXPECT_NE(errorOf([&] { update->execNoQuery(0); }).code, -1);
+        }
+        rows.release();
+        update.release();
+        EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, QD_ORVEL_ERR_COMMIT_TRANSACTION) << noticed;
+        EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 0) << noticed;
+    }
+}
+
 TEST_P(BehaviourServerErrors, aSessionKilledDuringAScanEndsTheScan) {
     run("CREATE TABLE many (a INTEGER)");
     std::string values = "INSERT INTO many VALUES (0)";
