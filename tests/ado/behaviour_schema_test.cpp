@@ -193,4 +193,20 @@ TEST_P(BehaviourIsolation, isThatOfTheFlagsForOneTransaction) {
     }
 }
 
+TEST_P(BehaviourIsolation, ofASerializableTransactionMakesAWriteConflictAndOfAReadCommittedOneDoesNot) {
+    run("CREATE TABLE t (a INTEGER)");
+    run("INSERT INTO t VALUES (1)");
+    for (const auto& [flags, expected] : {std::pair(0U, 0), {2U, 1}, {4U, 1}}) {
+        QD_OrvelConnectionHandle other = another();
+        QD_OrvelTransaction transaction(connection, flags, true, "");
+        ask("SELECT a FROM t");
+        // Waits in vain for a serializable reader, or else writes what this transaction has not read.
+        const int others = errorOf([&] { other->execNoQuery("UPDATE t SET a = a + 1", 0); }).code;
+        const int own = errorOf([&] { run("UPDATE t SET a = a + 10"); }).code;
+        EXPECT_EQ((others == QD_ORVEL_ERR_BUSY) + (own == QD_ORVEL_ERR_BUSY), expected) << flags;
+        EXPECT_EQ((others == -1) + (own == -1), 2 - expected) << flags;
+        transaction.abort();
+    }
+}
+
 } // namespace
