@@ -210,8 +210,8 @@ bool QD_SQOrvelQuery::getBlobField(int index, unsigned int& size, unsigned char*
 template <class Get>
 bool QD_SQOrvelQuery::byName(const char* function, const char* name, Get get) const {
     return inspected(function, false, [&] {
-        const int index = columnNamed(name);
-        return index >= 0 && get(index);
+        int index = 0;
+        return isValid() && getFieldIndex(name, index) && get(index);
     });
 }
 

@@ -45,6 +45,8 @@ constexpr NativeStatus mariadbStatuses[] = {
     {1969, dbAbortLimitReached},
     {2006, eFail},
     {2013, eFail},
+    {2014, eFail},
+    {2027, eFail},
     {2055, eFail},
     {3024, dbAbortLimitReached},
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
 #include <mutex>
 
@@ -50,7 +51,7 @@ Session::Session(const std::string& connectionString, std::int32_t loginTimeout,
     }
     open = true;
     try {
-        learnTraits(completed.text);
+        learnTraits(completed.text.empty() ? connectionString : completed.text, completed.text.empty());
     } catch (...) {
         disconnect(); // no destructor will
         throw;
@@ -79,8 +80,8 @@ void Session::connect(const std::string& connectionString, std::int32_t loginTim
                            static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT));
     if (length < 0 || static_cast<std::size_t>(length) >= completed.size()) {
         wipe(completed);
-        completed.clear();
     }
+    completed.resize(std::strlen(completed.c_str())); // one driver says that none is there when it is long
 }
 
 void Session::check(SQLRETURN code) {
@@ -102,7 +103,8 @@ SQLULEN Session::driverOption(SQLINTEGER attribute, SQLULEN otherwise) {
                : otherwise;
 }
 
-void Session::learnTraits(const std::string& completedString) {
+/// @param unknownOptions  there may be options that the string does not have
+void Session::learnTraits(const std::string& connectionString, bool unknownOptions) {
     engineTraits.engine = engineNamed(information(SQL_DBMS_NAME));
     engineTraits.driverName = information(SQL_DRIVER_NAME);
     engineTraits.driverVersion = information(SQL_DRIVER_VER);
@@ -122,9 +124,9 @@ void Session::learnTraits(const std::string& completedString) {
             engineTraits.unlimitedTextSize = driverOption(maxVarcharSize, 0);
             engineTraits.unlimitedDecimalSize = unlimitedNumeric;
         }
-        const std::string protocol = keywordValue(completedString, "Protocol");
+        const std::string protocol = keywordValue(connectionString, "Protocol");
         engineTraits.failureSpoilsTransaction =
-            completedString.empty() || protocol.ends_with("-0") || protocol.ends_with("-1");
+            protocol.ends_with("-0") || protocol.ends_with("-1") || (protocol.empty() && unknownOptions);
     }
 }
 
@@ -249,7 +251,9 @@ void Session::note(const Diagnostic& diagnostic) noexcept {
     spoiled = spoiled || (inTransaction && (engineTraits.failureSpoilsTransaction ||
                                             meansTransactionUndone(diagnostic, engineTraits.engine)));
     if (open && meansOutOfStep(diagnostic, engineTraits.engine)) {
-        disconnect(); // what comes next would be a false success, and then a crash in the driver
+        // What comes next would be a false success, and then a crash in the driver; a rollback would wait for ever.
+        inTransaction = false;
+        disconnect();
     }
 }
 

@@ -88,7 +88,7 @@ private:
     void check(SQLRETURN code);
     std::string information(SQLUSMALLINT kind);
     SQLULEN driverOption(SQLINTEGER attribute, SQLULEN otherwise);
-    void learnTraits(const std::string& completedString);
+    void learnTraits(const std::string& connectionString, bool unknownOptions);
     void applyIsolation();
     void requireTransaction() const;
     bool isKnownToBeDead();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 
 #include "QD_OrvelTransaction.h"
 #include "tests/ado/behaviour.h"
@@ -91,6 +92,24 @@ TEST_P(BehaviourOfPostgresql, aNumberWithoutAPrecisionHasNoLimit) {
     EXPECT_TRUE(converted->getIntField(1, number) && number == 42);
 }
 
+TEST_P(BehaviourOfPostgresql, optionsCountHoweverLongTheConnectionStringIs) {
+    for (const std::size_t length : {100U, 6000U, 40000U}) {
+        std::string text = configuration(std::getenv("ORVEL_TEST_PASSWORD")); // NOLINT(concurrency-mt-unsafe)
+        for (const auto& [shipped, instead] :
+             {std::pair<std::string, std::string>{"Protocol=7.4-2;", "Protocol=7.4-0;"},
+              {"{SET lock_timeout TO 20000}",
+               "{SET application_name TO '" + std::string(length, 'x') + "'}"}}) {
+            text.replace(text.find(shipped), shipped.size(), instead);
+        }
+        QD_OrvelConnectionHandle spoiling = closed(directory.write(std::to_string(length), text));
+        open(spoiling);
+        QD_OrvelTransaction transaction(spoiling, 0, true, "");
+        spoiling->execNoQuery("UPDATE t SET a = 1", 0);
+        EXPECT_NE(errorOf([&] { spoiling->execNoQuery("SELEC", 0); }).code, -1);
+        EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, 0x8004D019) << length;
+    }
+}
+
 TEST_P(BehaviourOfPostgresql, rowsThatNobodyWantsAreComputedAllTheSame) {
     run("CREATE SEQUENCE counter");
     const std::string counting = "SELECT nextval('counter') FROM generate_series(1, 1200)";
@@ -132,18 +151,26 @@ TEST_P(BehaviourOfMariadb, rowsThatAreHeldCostNoPlanEach) {
 }
 
 TEST_P(BehaviourOfMariadb, aDriverThatLostStepIsLeft) {
-    try {
-        run("OPTIMIZE TABLE t");
-        run("UPDATE t SET a = 8");
-        ADD_FAILURE() << "the driver can do it now: say so in the documents";
-    } catch (QD_OrvelException& exception) {
-        EXPECT_EQ(exception.provErrorCode(), 2014UL);
+    for (const bool inTransaction : {false, true}) {
+        QD_OrvelConnectionHandle victim = another();
+        QD_OrvelTransaction transaction(victim, 0, false, "");
+        inTransaction ? transaction.begin() : void();
+        const auto held = victim->execQuery("SELECT id FROM t", 0);
+        try {
+            victim->execNoQuery("OPTIMIZE TABLE t", 0);
+            victim->execQuery("SELECT 1", 0);
+            ADD_FAILURE() << "the driver can do it now: say so in the documents";
+        } catch (QD_OrvelException& exception) {
+            EXPECT_EQ(exception.provErrorCode(), 2014UL);
+        }
+        for (int call = 0; call < 3; ++call) {
+            EXPECT_EQ(errorOf([&] { victim->execNoQuery("UPDATE t SET a = 8", 0); }).code,
+                      QD_ORVEL_ERR_SQL_STATEMENT);
+        }
+        if (inTransaction) {
+            EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, QD_ORVEL_ERR_COMMIT_TRANSACTION);
+        }
     }
-    for (int call = 0; call < 3; ++call) {
-        EXPECT_EQ(errorOf([&] { run("UPDATE t SET a = 8"); }).code, QD_ORVEL_ERR_SQL_STATEMENT);
-    }
-    connection->close();
-    open(connection);
     run("BEGIN NOT ATOMIC OPTIMIZE TABLE t; END");
     EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 0);
 }
