@@ -112,9 +112,8 @@ private:
                 report(error);
                 ++errors;
                 unknown = unknown || error.hrErrorCode() == outcomeUnknown;
-                if (error.errorCode() != QD_ORVEL_ERR_BUSY) {
-                    connection = QD_OrvelConnectionHandle(); // the next attempt makes another
-                }
+                insertion.release();
+                connection.release(); // the next attempt makes another
                 if (std::chrono::steady_clock::now() > deadline) {
                     throw;
                 }
@@ -127,9 +126,12 @@ private:
     void insert(int number) {
         QD_OrvelTransaction transaction(connection, QD_ORVEL_TRANSACTION_DEFERRED, false, "");
         transaction.begin(); // not in the constructor, which keeps the connection when this fails
-        const QD_OrvelCommandHandle command = connection->createCommand("INSERT INTO journal VALUES (?)", 0);
-        command->addIntParam(number);
-        command->execNoQuery(0);
+        if (insertion.isNull()) {
+            insertion = connection->createCommand("INSERT INTO journal VALUES (?)", 0);
+        }
+        insertion->resetParams();
+        insertion->addIntParam(number);
+        insertion->execNoQuery(0);
         transaction.commit();
     }
 
@@ -168,6 +170,7 @@ private:
     Arguments arguments;
     std::ofstream acknowledgements;
     QD_OrvelConnectionHandle connection;
+    QD_OrvelCommandHandle insertion; ///< prepared, as long as the connection lives
     int last = 0;
     int written = 0;
     int connections = 0;
