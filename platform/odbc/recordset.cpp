@@ -32,10 +32,15 @@ Recordset::~Recordset() {
 /// To the row behind the current one. At the end, results that follow are passed over for their errors.
 void Recordset::advance() {
     const std::uint64_t number = std::exchange(row, 0) + 1; // a failure leaves the recordset at its end
-    if (statement->reader().next()) {
-        row = number;
-    } else {
-        statement->drainResults();
+    try {
+        if (statement->reader().next()) {
+            row = number;
+        } else {
+            statement->drainResults();
+        }
+    } catch (...) {
+        statement->closeCursor(); // what is left of it must not harm a later transaction
+        throw;
     }
 }
 

@@ -177,6 +177,9 @@ void Session::begin() {
     check(SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_OFF), 0));
     inTransaction = true;
     spoiled = false;
+    hasWork = false;
+    doubtful = false;
+    ++transactions;
 }
 
 void Session::requireTransaction() const {
@@ -202,7 +205,7 @@ void Session::commit() {
         abandonTransaction();
         throw ComError(ado::xactAborted, "The connection was lost before the commit: nothing was kept.");
     }
-    if (spoiled) {
+    if (spoiled || (doubtful && hasLostItsTransaction())) {
         abandonTransaction();
         throw ComError(ado::xactAborted,
                        "A statement failed and took its transaction along: nothing was kept.");
@@ -257,6 +260,25 @@ void Session::note(const Diagnostic& diagnostic) noexcept {
     }
 }
 
+/// PostgreSQL's driver sends the savepoint that protects a transaction together with the statement. When the server
+/// cannot even parse the text, there is no savepoint: the driver rolls the whole transaction back without a word,
+/// and begins another with the next statement. That one then is as old as its transaction.
+bool Session::hasLostItsTransaction() noexcept {
+    if (engineTraits.engine != Engine::postgresql || !inTransaction || !hasWork || spoiled || lost) {
+        return false;
+    }
+    SQLCHAR question[] = "VALUES (now() = statement_timestamp())"; // not SELECT: that may be a cursor
+    StatementHandle handle;
+    std::array<char, 8> isNew{};
+    SQLLEN length = 0;
+    const bool answered =
+        succeeded(handle.allocate(connection.get())) &&
+        succeeded(SQLExecDirect(handle.get(), question, SQL_NTS)) && succeeded(SQLFetch(handle.get())) &&
+        succeeded(SQLGetData(handle.get(), 1, SQL_C_CHAR, isNew.data(), isNew.size(), &length));
+    const bool continues = answered && (isNew[0] == 'f' || isNew[0] == '0');
+    return !continues;
+}
+
 void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(readDiagnostics(handleType, handle)); }
 
 void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
@@ -264,6 +286,7 @@ void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
         throw ComError(eFail, open ? "The ODBC driver gave no reason." : "The connection was lost.");
     }
     std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
+    spoiled = spoiled || hasLostItsTransaction();
     if (status == 0) {
         const Diagnostic& first = diagnostics.front();
         status = statusOf(first, open ? engineTraits.engine : engineOfDriver(first));

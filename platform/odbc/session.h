@@ -65,6 +65,12 @@ public:
     void commit();
     void rollback();
     bool transactionSpoiled() const noexcept { return spoiled; }
+    /// Counted from 1; 0 when none is open.
+    std::uint64_t currentTransaction() const noexcept { return inTransaction ? transactions : 0; }
+    /// Something was done whose failure nobody sees, and which the transaction would not survive.
+    void doubtTransaction() noexcept { doubtful = inTransaction; }
+    /// A statement has succeeded, so that an open transaction has something to lose.
+    void noteSuccess() noexcept { hasWork = inTransaction; }
 
     /// Turns the diagnostics of a failed call into the connection's errors and a ComError. To be called right
     /// after it.
@@ -82,6 +88,9 @@ private:
     bool lost = false;
     bool inTransaction = false;
     bool spoiled = false;
+    std::uint64_t transactions = 0;
+    bool hasWork = false;  ///< in the transaction
+    bool doubtful = false; ///< whether it still is one
     bool timeoutRefused = false;
 
     void connect(const std::string& connectionString, std::int32_t loginTimeout, std::string& completed);
@@ -92,6 +101,7 @@ private:
     void applyIsolation();
     void requireTransaction() const;
     bool isKnownToBeDead();
+    bool hasLostItsTransaction() noexcept;
     void abandonTransaction() noexcept;
     void leaveTransaction() noexcept;
     void note(const Diagnostic& diagnostic) noexcept;

@@ -86,6 +86,8 @@ void Statement::finishExecution(SQLRETURN code) {
     if (!changedNothing) {
         check(code);
     }
+    owner->noteSuccess();
+    transactionOfCursor = owner->currentTransaction();
     cursorOpen = true; // until it is known better
 }
 
@@ -130,6 +132,9 @@ void Statement::drainResults() {
 void Statement::closeCursor() noexcept {
     rows.end();
     if (isUsable() && std::exchange(cursorOpen, false)) {
+        if (transactionOfCursor != owner->currentTransaction()) {
+            owner->doubtTransaction(); // the server's cursor may have gone with its own transaction
+        }
         SQLFreeStmt(handle.get(), SQL_CLOSE);
     }
 }

@@ -60,6 +60,7 @@ private:
     bool planHasNoColumns = false;
     bool changedNothing = false;
     bool cursorOpen = false;
+    std::uint64_t transactionOfCursor = 0; ///< 0: it was opened outside of any
 
     void begin(const std::string& text) noexcept;
     void finishExecution(SQLRETURN code);

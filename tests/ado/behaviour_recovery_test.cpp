@@ -55,6 +55,36 @@ TEST_P(BehaviourRecovery, theStateOfALostConnectionMayBeAStatementsOwn) {
     EXPECT_EQ(ask("SELECT a FROM t WHERE id = 1"), 5);
 }
 
+TEST_P(BehaviourRecovery, aTransactionKeepsAllOrItsCommitSaysThatItDoesNot) {
+    const char* const ask9 = "SELECT COUNT(*) FROM t WHERE id >= 9";
+    const std::pair<const char*, bool> failures[] = {{"INSERT INTO t VALUES (1, 1)", true},
+                                                     {"SELECT missing FROM t", true},
+                                                     {"SELEC 1", false},
+                                                     {"VALUES (", false}};
+    for (const auto& [wrong, parses] : failures) {
+        for (const bool asFirst : {true, false}) {
+            for (const bool prepared : {true, false}) {
+                QD_OrvelTransaction transaction(connection, 0, true, "");
+                if (!asFirst) {
+                    run("INSERT INTO t VALUES (9, 0)");
+                }
+                const auto failing = command(wrong);
+                EXPECT_NE(errorOf([&] { prepared ? (void)failing->execQuery(0) : (void)query(wrong); }).code,
+                          -1);
+                run("INSERT INTO t VALUES (10, 0)");
+                const int within = ask(ask9);
+                const Error committed = errorOf([&] { transaction.commit(); });
+                EXPECT_TRUE(committed.code == -1 || committed.hr == 0x8004D019) << committed.provText;
+                EXPECT_TRUE(committed.code == -1 || (isOn(postgresql) && !asFirst && !parses)) << wrong;
+                const int kept = ask(ask9);
+                EXPECT_EQ(kept, committed.code != -1 ? 0 : asFirst ? 1 : 2) << wrong << prepared;
+                EXPECT_EQ(within, committed.code != -1 ? 1 : kept) << wrong;
+                run("DELETE FROM t WHERE id >= 9");
+            }
+        }
+    }
+}
+
 TEST_P(BehaviourRecovery, anErrorIsToldInItsOwnWords) {
     const auto wrong = command("SELEC ?");
     with(wrong, 1);
@@ -108,6 +138,33 @@ TEST_P(BehaviourOfPostgresql, optionsCountHoweverLongTheConnectionStringIs) {
         spoiling->execNoQuery("UPDATE t SET a = 1", 0);
         EXPECT_NE(errorOf([&] { spoiling->execNoQuery("SELEC", 0); }).code, -1);
         EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, 0x8004D019) << length;
+    }
+}
+
+TEST_P(BehaviourOfPostgresql, rowsHeldFromBeforeATransactionDoNotEndItInSilence) {
+    const std::string failing = "SELECT 1 / (700 - g) FROM generate_series(1, 1000) g";
+    const std::string whole = "SELECT g FROM generate_series(1, 1000) g";
+    const auto readOf = [&](const std::string& sql) {
+        QD_OrvelQueryHandle rows;
+        if (errorOf([&] { rows = query(sql); }).code == -1) { // at once, where results are read whole
+            for (int read = 0; !rows->eof() && (sql == failing || read < 10); ++read) {
+                rows->nextRow();
+            }
+        }
+        return rows;
+    };
+    for (const std::string& before : {failing, whole}) {
+        for (const std::string& within : {failing, whole}) {
+            QD_OrvelQueryHandle held = readOf(before);
+            QD_OrvelTransaction transaction(connection, 0, true, "");
+            run("UPDATE t SET a = 7 WHERE id = 1");
+            readOf(within);
+            held.release();
+            const Error committed = errorOf([&] { transaction.commit(); });
+            EXPECT_TRUE(committed.code == -1 || (before == whole && within == failing)) << committed.provText;
+            EXPECT_EQ(ask("SELECT a FROM t WHERE id = 1"), committed.code == -1 ? 7 : 0);
+            run("UPDATE t SET a = 0");
+        }
     }
 }
 
