@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -74,10 +75,17 @@ void Session::connect(const std::string& connectionString, std::int32_t loginTim
         SQLSetConnectAttr(connection.get(), SQL_ATTR_LOGIN_TIMEOUT,
                           sqlNumber(static_cast<SQLUINTEGER>(loginTimeout)), 0);
     }
+    const std::string locale = std::setlocale(LC_CTYPE, nullptr);
     completed.resize(std::numeric_limits<SQLSMALLINT>::max());
     SQLSMALLINT length = 0;
-    check(SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS, sqlText(completed),
-                           static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT));
+    const SQLRETURN code =
+        SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS, sqlText(completed),
+                         static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT);
+    // PostgreSQL's driver may have set that of the environment, and with it what narrow text is to this process.
+    if (locale != std::setlocale(LC_CTYPE, nullptr)) {
+        std::setlocale(LC_CTYPE, locale.c_str());
+    }
+    check(code);
     if (length < 0 || static_cast<std::size_t>(length) >= completed.size()) {
         wipe(completed);
     }
@@ -115,6 +123,12 @@ void Session::learnTraits(const std::string& connectionString, bool unknownOptio
         engineTraits.directPreparesAnyway = true;
     }
     if (engineTraits.engine == Engine::postgresql) {
+        // Otherwise it is the encoding of the environment, in which this driver then takes our UTF-8.
+        SQLCHAR useUtf8[] = "SET client_encoding TO 'UTF8'";
+        const StatementHandle statement = allocateStatement();
+        if (!succeeded(SQLExecDirect(statement.get(), useUtf8, SQL_NTS))) {
+            fail(SQL_HANDLE_STMT, statement.get());
+        }
         // Attributes of this driver alone, numbered in its own documentation of its options.
         constexpr SQLINTEGER unknownSizes = 65542;
         constexpr SQLINTEGER maxVarcharSize = 65546;

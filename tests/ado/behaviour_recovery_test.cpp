@@ -10,6 +10,7 @@
 
 #include "QD_OrvelTransaction.h"
 #include "tests/ado/behaviour.h"
+#include "tests/support/locale.h"
 
 namespace {
 
@@ -85,6 +86,27 @@ TEST_P(BehaviourRecovery, aTransactionKeepsAllOrItsCommitSaysThatItDoesNot) {
     }
 }
 
+// NOLINTBEGIN(concurrency-mt-unsafe): there is one thread
+TEST_P(BehaviourRecovery, theLocaleIsTheProgramsWhateverTheEnvironmentSays) {
+    const char* const latin1 = "de_DE.ISO-8859-1";
+    for (const char* const environment : {latin1, "C.UTF-8"}) {
+        for (const char* const program : {latin1, "C"}) {
+            setenv("LC_ALL", environment, 1);
+            const Locale locale(program);
+            QD_OrvelConnectionHandle other = closed();
+            open(other);
+            const std::string umlaut = program == latin1 ? "\xfc" : "ü";
+            other->execNoQuery(("CREATE TABLE u AS SELECT '" + umlaut + "' AS s").c_str(), 0);
+            EXPECT_EQ(other->execQueryScalar("SELECT octet_length(s) FROM u", 0), 2)
+                << environment << program;
+            EXPECT_EQ(textOf(other->execQuery("SELECT s FROM u", 0)), umlaut) << environment << program;
+            other->execNoQuery("DROP TABLE u", 0);
+        }
+    }
+    unsetenv("LC_ALL");
+}
+// NOLINTEND(concurrency-mt-unsafe)
+
 TEST_P(BehaviourRecovery, anErrorIsToldInItsOwnWords) {
     const auto wrong = command("SELEC ?");
     with(wrong, 1);
@@ -128,7 +150,7 @@ TEST_P(BehaviourOfPostgresql, optionsCountHoweverLongTheConnectionStringIs) {
         std::string text = configuration(std::getenv("ORVEL_TEST_PASSWORD"));
         for (const auto& [shipped, instead] :
              {std::pair<std::string, std::string>{"Protocol=7.4-2;", "Protocol=7.4-0;"},
-              {"{SET lock_timeout TO 20000}",
+              {"{SET client_encoding TO 'UTF8';SET lock_timeout TO 20000}",
                "{SET application_name TO '" + std::string(length, 'x') + "'}"}}) {
             text.replace(text.find(shipped), shipped.size(), instead);
         }
