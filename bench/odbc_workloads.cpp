@@ -280,22 +280,7 @@ void scan(int times) {
 
 void lookup(int times) {
     Connected at;
-    const QD_OrvelTransaction transaction(at.connection, QD_ORVEL_TRANSACTION_DEFERRED, true, "lookup");
-    const auto command = at.connection->createCommand(selectOne, 0);
-    std::string name;
-    for (int i = 0; i < times; ++i) {
-        command->addIntParam(1 + i * 7 % scannedRows);
-        const auto row = command->execQuery(0);
-        long long serial = 0;
-        double price = 0;
-        row->getInt64Field(0, serial);
-        row->getDoubleField(1, price);
-        row->getStringField(2, name);
-        use(serial);
-        use(static_cast<long long>(price));
-        use(name.back());
-        command->resetParams();
-    }
+    bench::lookUp(at.connection, selectOne, times);
 }
 
 void oneShot(int times) {

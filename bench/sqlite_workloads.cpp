@@ -260,22 +260,7 @@ void scanByName(int times) { scan(times, "id", "serial", "price", "name", "data"
 
 void lookup(int times) {
     Connected place;
-    const QD_OrvelTransaction transaction(place.connection, QD_ORVEL_TRANSACTION_DEFERRED, true, "lookup");
-    const auto command = place.connection->createCommand(selectOne, 0);
-    std::string name;
-    for (int i = 0; i < times; ++i) {
-        command->addIntParam(1 + i * 7 % scannedRows);
-        const auto row = command->execQuery(0);
-        long long serial = 0;
-        double price = 0;
-        row->getInt64Field(0, serial);
-        row->getDoubleField(1, price);
-        row->getStringField(2, name);
-        use(serial);
-        use(static_cast<long long>(price));
-        use(name.back());
-        command->resetParams();
-    }
+    bench::lookUp(place.connection, selectOne, times);
 }
 
 void oneShot(int times) {

@@ -1,6 +1,8 @@
 #ifndef ORVEL_BENCH_WORKLOADS_H
 #define ORVEL_BENCH_WORKLOADS_H
 
+#include <orvel/QD_OrvelInterface.h>
+
 #include <span>
 
 // The same work twice: through the library, and written by hand against the C interface under it. The work by
@@ -21,6 +23,9 @@ std::span<const Workload> odbcWorkloads();
 void use(long long value);
 
 constexpr int scannedRows = 10'000;
+
+/// Reads three fields of one row by its key, through the library, in one transaction.
+void lookUp(QD_OrvelConnectionHandle& connection, const char* sql, int times);
 
 } // namespace bench
 
