@@ -24,6 +24,25 @@ std::mutex& driverMutex() {
     return *mutex;
 }
 
+/// Puts the process's locale back when a driver has changed it: PostgreSQL's sets that of the environment when it
+/// connects, and with it what narrow text is to this process.
+class KeptLocale {
+public:
+    KeptLocale() = default;
+    KeptLocale(const KeptLocale&) = delete;
+    KeptLocale& operator=(const KeptLocale&) = delete;
+    ~KeptLocale() {
+        // NOLINTBEGIN(concurrency-mt-unsafe): the driver was not asked; left as it is, each thread would suffer
+        if (before != std::setlocale(LC_CTYPE, nullptr)) {
+            std::setlocale(LC_CTYPE, before.c_str());
+        }
+        // NOLINTEND(concurrency-mt-unsafe)
+    }
+
+private:
+    std::string before = std::setlocale(LC_CTYPE, nullptr); // NOLINT(concurrency-mt-unsafe): asks only
+};
+
 /// Nothing was sent: the driver knew that there is no connection.
 constexpr std::string_view notConnected = "08003";
 
@@ -75,17 +94,15 @@ void Session::connect(const std::string& connectionString, std::int32_t loginTim
         SQLSetConnectAttr(connection.get(), SQL_ATTR_LOGIN_TIMEOUT,
                           sqlNumber(static_cast<SQLUINTEGER>(loginTimeout)), 0);
     }
-    const std::string locale = std::setlocale(LC_CTYPE, nullptr);
     completed.resize(std::numeric_limits<SQLSMALLINT>::max());
     SQLSMALLINT length = 0;
-    const SQLRETURN code =
-        SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS, sqlText(completed),
-                         static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT);
-    // PostgreSQL's driver may have set that of the environment, and with it what narrow text is to this process.
-    if (locale != std::setlocale(LC_CTYPE, nullptr)) {
-        std::setlocale(LC_CTYPE, locale.c_str());
-    }
-    check(code);
+    const auto connectKeepingTheLocale = [&] {
+        const KeptLocale locale; // goes before the words of a failure are converted
+        return SQLDriverConnect(connection.get(), nullptr, sqlText(connectionString), SQL_NTS,
+                                sqlText(completed), static_cast<SQLSMALLINT>(completed.size()), &length,
+                                SQL_DRIVER_NOPROMPT);
+    };
+    check(connectKeepingTheLocale());
     if (length < 0 || static_cast<std::size_t>(length) >= completed.size()) {
         wipe(completed);
     }
