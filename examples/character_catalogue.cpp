@@ -301,8 +301,12 @@ int showNumericValues(QD_OrvelConnectionHandle& connection, int shown) {
     return count;
 }
 
+/// On a server the library also writes a diagnostic line, which goes to standard error unless it is sent elsewhere.
+void showDiagnosticLine(const char* line) noexcept { std::cout << "logged   " << line; }
+
 void showAnError(QD_OrvelConnectionHandle& connection) {
     heading("What an error looks like");
+    const QD_OrvelDebugOutput before = QD_OrvelSetDebugOutput(&showDiagnosticLine);
     try {
         connection->execQuery("SELECT * FROM a_table_that_is_missing", 0);
     } catch (QD_OrvelException& error) {
@@ -311,6 +315,7 @@ void showAnError(QD_OrvelConnectionHandle& connection) {
         std::cout << "message  " << error.errorMessage() << "\nengine   " << error.provErrorString()
                   << "\ntrace    " << trace << "\n";
     }
+    QD_OrvelSetDebugOutput(before);
 }
 
 void run(const Arguments& arguments) {
