@@ -127,38 +127,35 @@ void QD_OrvelConfig::ensureLoaded() {
         document = cached->second;
         return;
     }
-    loadFile();
+    document = loadFile();
     documentCache().emplace(fileName, document);
 }
 
-void QD_OrvelConfig::loadFile() {
+std::shared_ptr<const ConfigurationDocument> QD_OrvelConfig::loadFile() {
     const std::string master = masterConfigFile();
     const bool copied =
         !platform::fileExists(fileName.c_str()) && !master.empty() && copyMaster(master, fileName);
-    loadXMLDOMDocument();
-    if (copied || document->isCurrent()) { // a copy of the master is accepted whatever its version
-        return;
+    auto loaded = loadXMLDOMDocument();
+    if (copied || loaded->isCurrent()) { // a copy of the master is accepted whatever its version
+        return loaded;
     }
-    document = nullptr;
     platform::setReadWrite(fileName.c_str());
     // An unset master is not told apart here: it is a copy that fails.
     if (!copyMaster(master, fileName)) {
         throw platform::ComError(platform::ePointer, "");
     }
-    loadXMLDOMDocument();
+    return loadXMLDOMDocument();
 }
 
-void QD_OrvelConfig::loadXMLDOMDocument() {
+std::shared_ptr<const ConfigurationDocument> QD_OrvelConfig::loadXMLDOMDocument() {
     constexpr const char* name = "QD_OrvelConfig::loadXMLDOMDocument";
-    const auto parsed = configFramed(name, [&] {
-        document = nullptr;
-        return std::make_shared<ConfigurationDocument>();
-    });
-    configFramed(name, [&] {
-        document = parsed; // also when parsing fails: the object then stays loaded, and empty
+    return configFramed(name, [&] {
+        auto parsed = std::make_shared<ConfigurationDocument>();
         if (const auto error = parsed->load(fileName)) {
+            document = parsed; // the object stays loaded, and empty
             throw QD_OrvelException(QD_ORVEL_ERR_CONFIG_FILE, name, 0, error->reason.c_str(), error->code);
         }
+        return parsed;
     });
 }
 

@@ -100,8 +100,8 @@ private:
                 bool required);
     std::string valueAt(const orvel::ConfigurationPath& path);
     void ensureLoaded();
-    void loadFile();
-    void loadXMLDOMDocument();
+    std::shared_ptr<const orvel::ConfigurationDocument> loadFile();
+    std::shared_ptr<const orvel::ConfigurationDocument> loadXMLDOMDocument();
 };
 
 #endif

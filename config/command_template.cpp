@@ -3,6 +3,18 @@
 #include <string_view>
 
 #include "QD_OrvelConfig.h"
+#include "platform/secret_text.h"
+
+namespace {
+std::size_t occurrences(std::string_view text, std::string_view token) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(token); at != std::string_view::npos;
+         at = text.find(token, at + token.size())) {
+        ++count;
+    }
+    return count;
+}
+} // namespace
 
 namespace orvel {
 
@@ -14,13 +26,16 @@ void replacePlaceholder(std::string& text, const char* placeholder, const char* 
         return;
     }
     std::string expanded;
+    expanded.reserve(text.size() +
+                     occurrences(text, token) * replacement.size()); // growing would leave copies
     std::size_t copied = 0;
     for (; found != std::string::npos; found = text.find(token, copied)) {
         expanded.append(text, copied, found - copied).append(replacement);
         copied = found + token.size();
     }
     expanded.append(text, copied);
-    text = std::move(expanded);
+    text.swap(expanded);
+    platform::wipe(expanded); // it may hold a password
 }
 
 std::string upgradeStepName(unsigned int step) {

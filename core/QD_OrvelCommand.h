@@ -18,8 +18,8 @@ enum QD_OrvelDataKind : int {
 /// One SQL statement, compiled once and run any number of times with positional parameters.
 ///
 /// Parameters are bound in the order in which they were added. They stay for the next run until
-/// `resetParams`. Used by one thread at a time, like the connection it came from. The order of the virtual
-/// operations is part of the interface.
+/// `resetParams`; more of them than the statement has markers are an error when it runs. Used by one thread at
+/// a time, like the connection it came from. The order of the virtual operations is part of the interface.
 class QD_ORVEL_EXPORT QD_OrvelCommand : public QD_OrvelHandableClass {
 public:
     QD_OrvelCommand() = default;
@@ -31,7 +31,7 @@ public:
     ///
     /// @param flags  kept for the interface, not used
     /// @return the number of rows changed
-    /// @throws QD_OrvelException  27 a parameter could not be bound, 31 the database was busy, 34 or 13 the engine
+    /// @throws QD_OrvelException  27 or 13 a parameter could not be bound, 31 the database was busy, 34 or 13 the engine
     ///         refused the statement
     virtual int execNoQuery(unsigned int flags) = 0;
 

@@ -10,7 +10,7 @@ using QD_OrvelDebugOutput = void (*)(const char* line) noexcept;
 
 /// Sends the library's diagnostic lines somewhere else than to standard error.
 ///
-/// @param sink  null: standard error again, one write a line
+/// @param sink  null: standard error again, one write a line; a line that was cut gets a line feed there
 /// @return the sink in force until now, null for standard error
 ///
 /// Callable from any thread. A line under way may still reach the old sink.

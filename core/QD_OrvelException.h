@@ -39,6 +39,8 @@ public:
 
     /// The engine's own text, the same as `provErrorString`, and deliberately so: the fixed message of the
     /// code is found in `errorMessage` and through `errorText`.
+    ///
+    /// The pointers of this and of `provErrorString` are valid until the exception is assigned to or ends.
     virtual const char* errorString() const;
 
     /// The engine's native code; 1 when the exception stands for a foreign one ("Runtime Exception").
@@ -58,8 +60,8 @@ public:
 
     /// Everything in one line: "Orvel: <message>. (<code>), Provider: <text> (<code>), hr: <status>, Trace: <trace>".
     ///
-    /// Formatted at the first call and kept: functions added later do not appear. The pointer is valid as
-    /// long as the exception. With memory exhausted the fixed message alone.
+    /// Formatted at the first call and kept: functions added later do not appear. The pointer is valid until
+    /// the exception is assigned to or ends. With memory exhausted the fixed message alone.
     virtual const char* errorMessage();
 
     /// How many out-of-memory exceptions can be alive in the process when the heap has nothing left.

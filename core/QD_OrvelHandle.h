@@ -69,25 +69,25 @@ public:
         }
     }
 
+    /// The object; null for an empty handle, through which access is the caller's fault.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyser loses count of the references
+    QD_OrvelHandableClass* get() const { return object; }
+    QD_OrvelHandableClass* operator->() const { return get(); }
+
     bool isValid() const { return object != nullptr; }
     bool isNull() const { return object == nullptr; }
-
-protected:
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyser loses count of the references
-    QD_OrvelHandableClass* designated() const { return object; }
 
 private:
     QD_OrvelHandableClass* object;
 };
 
-/// What the handle classes have in common: access to the object by its own type.
+/// What the typed handle classes have in common: access to the object by its own type.
 template <class Designated>
 class QD_OrvelTypedHandle : public QD_OrvelHandle {
 public:
     explicit QD_OrvelTypedHandle(Designated* target = nullptr) : QD_OrvelHandle(target) {}
 
-    /// The object; null for an empty handle, through which access is the caller's fault.
-    Designated* get() const { return static_cast<Designated*>(designated()); }
+    Designated* get() const { return static_cast<Designated*>(QD_OrvelHandle::get()); }
     Designated* operator->() const { return get(); }
 };
 

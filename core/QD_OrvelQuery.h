@@ -31,7 +31,8 @@ public:
     /// Number of fields of the current row.
     virtual int numFields() const = 0;
 
-    /// Moves to the next row. A failure is logged and ends the cursor. Not to be called again once `eof` is
+    /// Moves to the next row. A failure is logged and ends the cursor, which then looks like any cursor at its end; on servers
+    /// it also makes the commit of an open transaction fail. Not to be called again once `eof` is
     /// true: what then happens is the engine's matter.
     virtual void nextRow() = 0;
 

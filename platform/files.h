@@ -14,8 +14,10 @@ std::string diskName(const char* narrowName);
 /// True for anything of that name, a directory included; false when it cannot be looked at.
 bool fileExists(const char* narrowName);
 
-/// Unlinks the name. Never opens the file: closing it again would drop the locks SQLite holds on it.
-bool deleteFile(const char* narrowName);
+/// Unlinks a name as `diskName` gives it: without memory, so that several files go together. Never opens the file: closing
+/// it again would drop the locks SQLite holds on it. True when the name is gone; a missing one counts as gone where it
+/// `mayBeMissing`.
+bool deleteFile(const std::string& nameOnDisk, bool mayBeMissing) noexcept;
 
 /// True when both names lead to the same file (device and inode).
 bool isSameFile(const char* narrowName, const char* otherNarrowName);

@@ -24,6 +24,22 @@ constexpr std::array knownStatuses{
     KnownStatus{eAccessDenied, "Access is denied."},
     KnownStatus{eOutOfMemory, "Not enough memory resources are available to complete this operation."},
     KnownStatus{eInvalidArgument, "The parameter is incorrect."},
+    KnownStatus{0x80020005, "Type mismatch."},
+    KnownStatus{0x8002000A, "Out of present range."},
+    KnownStatus{0x80040154, "Class not registered"},
+    KnownStatus{0x8004D00E, "No transaction is active."},
+    KnownStatus{0x8004D013, "A transaction is already active."},
+    KnownStatus{0x8004D016, "The outcome of the commit is in doubt."},
+    KnownStatus{0x8004D019, "The transaction was aborted."},
+    KnownStatus{0x800A0BB9,
+                "Arguments are of the wrong type, are out of acceptable range, or are in conflict."},
+    KnownStatus{0x800A0BCD, "There is no current row."},
+    KnownStatus{0x800A0CC1, "The collection has no such item."},
+    KnownStatus{0x800A0E78, "The operation is not allowed when the object is closed."},
+    KnownStatus{0x800A0E79, "The operation is not allowed when the object is open."},
+    KnownStatus{0x800A0E7A, "The provider cannot be found."},
+    KnownStatus{0x800A0E7C, "The parameters of the command are inconsistent or incomplete."},
+    KnownStatus{0x800A0E7D, "The connection is closed or invalid in this context."},
 };
 
 // Codes from here to the end of their facility are numbered by the interface that raised them.

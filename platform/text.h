@@ -20,8 +20,8 @@ std::string utf8ToNarrow(std::string_view utf8);
 /// The same into a string that exists, whose room is used again; left as it is when the conversion fails.
 void assignNarrow(std::string& narrow, std::string_view utf8);
 
-/// In the byte order of the machine.
-std::u16string utf8ToUtf16(std::string_view utf8);
+/// True when the last character of narrow text is this one of ASCII, which must not be a mere byte of another's.
+bool narrowEndsWith(std::string_view narrow, char character) noexcept;
 
 /// Units of UTF-16 that a UTF-8 text needs.
 std::size_t utf16Length(std::string_view utf8) noexcept;

@@ -2,9 +2,12 @@
 #define ORVEL_PLATFORM_XML_DOCUMENT_H
 
 #include <cstdint>
+#include <forward_list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 // Reading XML: a document from a file, elements found in it by name or by XPath 1.0, and their texts. Texts
 // and names go in and come out in the narrow encoding; one that cannot be converted raises std::runtime_error.
@@ -84,6 +87,11 @@ private:
     explicit XmlDocument(Tree adopted) noexcept;
 
     Tree tree; // null: without content
+    /// The first child of each name, for elements with so many children that looking at them one by one takes long. Nodes of
+    /// the tree point at their entry.
+    std::forward_list<std::unordered_map<std::string_view, const void*>> children;
+
+    void indexChildren();
 };
 
 } // namespace orvel::platform

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "platform/text.h"
 
@@ -27,7 +28,9 @@ std::string diskName(const char* narrowName) {
 
 bool fileExists(const char* narrowName) { return ::access(diskName(narrowName).c_str(), F_OK) == 0; }
 
-bool deleteFile(const char* narrowName) { return ::unlink(diskName(narrowName).c_str()) == 0; }
+bool deleteFile(const std::string& nameOnDisk, bool mayBeMissing) noexcept {
+    return ::unlink(nameOnDisk.c_str()) == 0 || (mayBeMissing && errno == ENOENT);
+}
 
 bool isSameFile(const char* narrowName, const char* otherNarrowName) {
     struct stat one{};

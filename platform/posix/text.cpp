@@ -8,13 +8,12 @@
 #include <cerrno>
 #include <cstring>
 #include <cwchar>
-#include <locale>
 #include <stdexcept>
 
 namespace {
 
 /// What the C library calls the codeset of "C" and "POSIX".
-constexpr std::string_view unsetCodeset = "ANSI_X3.4-1968";
+constexpr const char* unsetCodeset = "ANSI_X3.4-1968";
 
 class Converter {
 public:
@@ -60,8 +59,8 @@ private:
 namespace orvel::platform {
 
 bool narrowIsUtf8() noexcept {
-    const std::string_view codeset(nl_langinfo(CODESET));
-    return codeset == "UTF-8" || codeset == unsetCodeset;
+    const char* const codeset = nl_langinfo(CODESET); // asked for every row, so at most one comparison
+    return std::strcmp(codeset, *codeset == 'U' ? "UTF-8" : unsetCodeset) == 0;
 }
 
 std::string narrowToUtf8(std::string_view narrow) {
@@ -80,30 +79,30 @@ void assignNarrow(std::string& narrow, std::string_view utf8) {
     }
 }
 
-std::u16string utf8ToUtf16(std::string_view utf8) {
-    using Facet = std::codecvt<char16_t, char8_t, std::mbstate_t>;
-    const auto& facet = std::use_facet<Facet>(std::locale::classic());
-    const std::u8string source(utf8.begin(), utf8.end());
-    std::u16string converted(source.size(), u'\0'); // UTF-16 never needs more units than UTF-8 needs bytes
-    std::mbstate_t state{};
-    const char8_t* sourceEnd = nullptr;
-    char16_t* convertedEnd = nullptr;
-    const auto result = facet.in(state, source.data(), source.data() + source.size(), sourceEnd,
-                                 converted.data(), converted.data() + converted.size(), convertedEnd);
-    if (result != std::codecvt_base::ok || sourceEnd != source.data() + source.size()) {
-        throw std::runtime_error("text is not valid UTF-8");
+bool narrowEndsWith(std::string_view narrow, char character) noexcept {
+    if (narrow.empty() || narrow.back() != character || narrowIsUtf8()) {
+        return narrow.ends_with(character);
     }
-    converted.resize(static_cast<std::size_t>(convertedEnd - converted.data()));
-    return converted;
+    std::mbstate_t state{};
+    std::size_t last = 1;
+    for (; !narrow.empty(); narrow.remove_prefix(last)) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): with a state of the caller's it shares nothing
+        const std::size_t length = std::mbrlen(narrow.data(), narrow.size(), &state);
+        if (length == 0 || length > narrow.size()) { // a zero, or what is no character
+            state = {};
+        }
+        last = length == 0 || length > narrow.size() ? 1 : length;
+    }
+    return last == 1;
 }
 
 std::size_t utf16Length(std::string_view utf8) noexcept {
     std::size_t units = 0;
     for (const char c : utf8) {
         const auto byte = static_cast<unsigned char>(c);
-        if ((byte & 0xC0U) != 0x80U) {
+        if ((byte & 0xC0U) != 0x80U) { // a character's first byte
             units += byte >= 0xF0U ? 2 : 1;
-        } // a character's first byte
+        }
     }
     return units;
 }

@@ -36,6 +36,7 @@ using Text = std::unique_ptr<xmlChar, TextFreed>;
 using Document = std::unique_ptr<xmlDoc, Freed<&xmlFreeDoc>>;
 using Parser = std::unique_ptr<xmlParserCtxt, Freed<&xmlFreeParserCtxt>>;
 using PathContext = std::unique_ptr<xmlXPathContext, Freed<&xmlXPathFreeContext>>;
+using PathEvaluation = std::unique_ptr<xmlXPathParserContext, Freed<&xmlXPathFreeParserContext>>;
 using PathResult = std::unique_ptr<xmlXPathObject, Freed<&xmlXPathFreeObject>>;
 
 const xmlChar* asXml(const std::string& text) { return reinterpret_cast<const xmlChar*>(text.c_str()); }
@@ -52,22 +53,70 @@ Pointer* allocated(Pointer* object) {
 /// The library must be initialised once, before threads use it at the same time.
 void initialise() { [[maybe_unused]] static const bool done = (xmlInitParser(), true); }
 
-void ignoreError(void* /*context*/, xmlErrorPtr /*error*/) {}
-
-/// Keeps the library from printing while it lives: some of its errors do not go to the parser's handler but
-/// to the thread's.
-class Silence {
+/// What the library reports on this thread while the object lives, instead of printing it.
+///
+/// Kept is the first error of the gravest kind: those behind it are often its consequences, warnings are remarks.
+class Reports {
 public:
-    Silence() : context(xmlStructuredErrorContext), handler(xmlStructuredError) {
-        xmlSetStructuredErrorFunc(nullptr, &ignoreError);
+    Reports()
+        : context(xmlStructuredErrorContext),
+          handler(xmlStructuredError),
+          printContext(xmlGenericErrorContext),
+          print(xmlGenericError) {
+        xmlSetStructuredErrorFunc(this, &receive);
+        xmlSetGenericErrorFunc(nullptr, &ignore);
     }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-    ~Silence() { xmlSetStructuredErrorFunc(context, handler); }
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
+    ~Reports() {
+        xmlSetStructuredErrorFunc(context, handler);
+        xmlSetGenericErrorFunc(printContext, print);
+    }
+
+    /// The library goes on when an allocation fails, with less than there is.
+    void requireMemory() const {
+        if (outOfMemory) {
+            throw std::bad_alloc();
+        }
+    }
+    int code() const { return gravest.code; }
+    int line() const { return gravest.line; }
+    const std::string& words() const { return gravest.words; }
+
+    static void receive(void* reports, xmlErrorPtr error) { static_cast<Reports*>(reports)->take(*error); }
 
 private:
+    struct Report {
+        xmlErrorLevel level = XML_ERR_WARNING;
+        int code = XML_ERR_INTERNAL_ERROR;
+        int line = 0;
+        std::string words;
+    };
+
     void* context;
     xmlStructuredErrorFunc handler;
+    void* printContext;
+    xmlGenericErrorFunc print;
+    Report gravest;
+    bool outOfMemory = false;
+
+    // NOLINTNEXTLINE(cert-dcl50-cpp): the library's own signature
+    static void ignore(void* /*context*/, const char* /*format*/, ...) {}
+
+    void take(const xmlError& error) noexcept {
+        if (error.code == XML_ERR_NO_MEMORY) {
+            outOfMemory = true;
+        } else if (error.level > gravest.level) {
+            keep(error);
+        }
+    }
+    void keep(const xmlError& error) noexcept {
+        try {
+            gravest = {error.level, error.code, error.line, error.message != nullptr ? error.message : ""};
+        } catch (...) { // through the library's C no exception may pass
+            outOfMemory = true;
+        }
+    }
 };
 
 std::string trimmed(std::string_view text, const char* blanks) {
@@ -77,29 +126,27 @@ std::string trimmed(std::string_view text, const char* blanks) {
                : std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
 }
 
-/// What the library says about an error; in our own words when that cannot be had in the narrow encoding.
-std::string wordsOf(const xmlError& error, const char* ownWords) {
+/// What the library says about the error; in our own words when that cannot be had in the narrow encoding.
+XmlError parseError(const Reports& reports) {
+    std::string reason;
     try {
-        const std::string words =
-            trimmed(utf8ToNarrow(error.message != nullptr ? error.message : ""), xmlWhiteSpace);
-        return words.empty() ? ownWords : words;
-    } catch (const std::runtime_error&) {
-        return ownWords;
+        reason = trimmed(utf8ToNarrow(reports.words()), xmlWhiteSpace);
+    } catch (const std::runtime_error&) { // it quotes a character that the narrow encoding lacks
+        reason.clear();
     }
-}
-
-XmlError parseError(const xmlError& error) {
-    const std::string reason = wordsOf(error, "The document is not well-formed");
-    return {static_cast<std::uint32_t>(error.code != 0 ? error.code : XML_ERR_INTERNAL_ERROR),
-            error.line > 0 ? reason + " (line " + std::to_string(error.line) + ")" : reason};
+    if (reason.empty()) {
+        reason = "The document is not well-formed";
+    }
+    return {static_cast<std::uint32_t>(reports.code()),
+            reports.line() > 0 ? reason + " (line " + std::to_string(reports.line()) + ")" : reason};
 }
 
 /// A file that is not there has no words of the parser's.
-XmlError readError(const std::string& fileName, const std::error_code& error) {
+XmlError readError(const std::error_code& error) {
     const std::uint32_t code = error == std::errc::no_such_file_or_directory ? eFileNotFound
                                : error == std::errc::permission_denied       ? eAccessDenied
                                                                              : eFail;
-    return {code, "Cannot read " + fileName + ": " + error.message()};
+    return {code, error.message()};
 }
 
 // What the entities of a document may stand for in all: as much as one text in the parser. Each costs
@@ -118,6 +165,7 @@ constexpr std::size_t maximumDefaults = 100;
 struct Demand {
     std::size_t expanded = 0;
     std::size_t defaults = 0;
+    bool lostDeclaration = false; // for want of memory
 
     bool isBeyondMeasure() const { return expanded > maximumExpansion || defaults > maximumDefaults; }
 };
@@ -143,11 +191,28 @@ xmlEntity* limitedParameterEntity(void* context, const xmlChar* name) {
     Demand& demand = demandOf(parser);
     xmlEntity* const entity = xmlSAX2GetParameterEntity(context, name);
     demand.expanded += parameterEntitySize + static_cast<std::size_t>(entity != nullptr ? entity->length : 0);
-    if (!demand.isBeyondMeasure()) {
-        return entity;
+    if (demand.isBeyondMeasure()) {
+        xmlStopParser(parser);
+        return nullptr;
     }
-    xmlStopParser(parser);
-    return nullptr;
+#if LIBXML_VERSION < 21100
+    // Its own count of what the entity stands for frees the parser's input twice when an allocation fails.
+    if (entity != nullptr && entity->checked == 0) {
+        entity->checked = 1;
+    }
+#endif
+    return entity;
+}
+
+/// The library says nothing when an allocation fails as it keeps a declaration, and takes the entity for undeclared.
+void checkedEntityDeclaration(void* context, const xmlChar* name, int type, const xmlChar* publicId,
+                              const xmlChar* systemId, xmlChar* content) {
+    auto* const parser = static_cast<xmlParserCtxt*>(context);
+    xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+    const bool isParameter = type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
+    const xmlEntity* const kept =
+        isParameter ? xmlGetParameterEntity(parser->myDoc, name) : xmlGetDocEntity(parser->myDoc, name);
+    demandOf(parser).lostDeclaration |= kept == nullptr;
 }
 
 /// Replaces references to general entities by what they stand for.
@@ -190,7 +255,11 @@ private:
 
     /// Puts a copy of the entity's nodes behind the reference to it.
     bool insertReplacement(xmlNode* reference) {
-        const xmlEntity* const entity = xmlGetDocEntity(reference->doc, reference->name);
+        xmlEntity* const entity = xmlGetDocEntity(reference->doc, reference->name);
+        if (entity != nullptr && entity->etype == XML_INTERNAL_GENERAL_ENTITY &&
+            entity->children == nullptr) {
+            buildContent(entity);
+        }
         xmlNode* const content = entity != nullptr ? entity->children : nullptr;
         size += nodeSize + sizeOf(content);
         if (size > maximumExpansion) {
@@ -201,6 +270,17 @@ private:
             before = linkBehind(before, allocated(xmlDocCopyNode(node, reference->doc, 1)));
         }
         return true;
+    }
+
+    /// The parser builds an entity's nodes at the first reference in content, unless a namespace declaration or an
+    /// attribute's default value has mentioned it before: then it has none. No such entity holds markup.
+    static void buildContent(xmlEntity* entity) {
+        entity->children = xmlStringGetNodeList(entity->doc, entity->content);
+        entity->owner = 1;
+        for (xmlNode* node = entity->children; node != nullptr; node = node->next) {
+            node->parent = reinterpret_cast<xmlNode*>(entity);
+            entity->last = node;
+        }
     }
 
     /// The library's own operation would merge texts, and so free the node it was given.
@@ -230,11 +310,11 @@ private:
 /// The encoding is the one that the text declares or shows by its byte order mark.
 std::optional<XmlError> parse(const std::string& content, Document& parsed) {
     initialise();
-    const Silence silence;
+    const Reports reports;
     const Parser parser(allocated(xmlNewParserCtxt()));
     Demand demand;
     parser->_private = &demand;
-    parser->sax->serror = &ignoreError;
+    parser->sax->entityDecl = &checkedEntityDeclaration;
     parser->sax->getParameterEntity = &limitedParameterEntity;
     parser->sax->attributeDecl = &limitedAttributeDeclaration;
     if (content.size() > INT_MAX) {
@@ -242,13 +322,18 @@ std::optional<XmlError> parse(const std::string& content, Document& parsed) {
     }
     parsed.reset(xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr,
                                    nullptr, XML_PARSE_NONET | XML_PARSE_COMPACT));
-    if (demand.isBeyondMeasure() ||
-        (parsed != nullptr && parsed->intSubset != nullptr && !EntityExpansion().run(parsed.get()))) {
+    const bool isBounded = !demand.isBeyondMeasure() && (parsed == nullptr || parsed->intSubset == nullptr ||
+                                                         EntityExpansion().run(parsed.get()));
+    reports.requireMemory();
+    if (demand.lostDeclaration) {
+        throw std::bad_alloc();
+    }
+    if (!isBounded) {
         parsed.reset();
         return XmlError{XML_ERR_ENTITY_LOOP, "The declarations of the document demand beyond measure"};
     }
     if (parsed == nullptr) {
-        return parseError(parser->lastError);
+        return parseError(reports);
     }
     return std::nullopt;
 }
@@ -271,15 +356,35 @@ const xmlNode* following(const xmlNode* node) {
     return node != nullptr ? node->next : nullptr;
 }
 
+using ChildIndex = std::unordered_map<std::string_view, const void*>;
+
+/// So many that finding one by hash costs less than looking at them.
+bool hasManyChildren(const xmlNode* node) {
+    int count = 0;
+    for (const xmlNode* child = node->children; child != nullptr && count <= 32; child = child->next) {
+        ++count;
+    }
+    return count > 32;
+}
+
 std::string utf8TextOf(const xmlNode* node) {
+    const Reports reports;
     const Text content(xmlNodeGetContent(node));
+    reports.requireMemory();
     return content != nullptr ? trimmed(asText(content.get()), xmlWhiteSpace) : std::string();
 }
 
 std::string textOf(const xmlNode* node) { return utf8ToNarrow(utf8TextOf(node)); }
 
-ComError evaluationError(const xmlError& error, const std::string& path) {
-    return {eFail, wordsOf(error, "The path is not valid") + ": " + path};
+/// What `xmlXPathEval` does, which frees its state twice when there is no memory for the stack.
+PathResult evaluated(const std::string& path, xmlXPathContext* context) {
+    constexpr int initialStack = 10;
+    const PathEvaluation evaluation(allocated(xmlXPathNewParserContext(asXml(path), context)));
+    evaluation->valueTab =
+        static_cast<xmlXPathObject**>(allocated(xmlMalloc(initialStack * sizeof(xmlXPathObject*))));
+    evaluation->valueMax = initialStack;
+    xmlXPathEvalExpr(evaluation.get());
+    return PathResult(evaluation->error == XPATH_EXPRESSION_OK ? valuePop(evaluation.get()) : nullptr);
 }
 
 } // namespace
@@ -288,6 +393,11 @@ namespace orvel::platform {
 
 XmlElement XmlElement::child(const std::string& name) const {
     const std::string wanted = narrowToUtf8(name);
+    if (node != nullptr && asNode(node)->_private != nullptr) {
+        const auto& known = *static_cast<const ChildIndex*>(asNode(node)->_private);
+        const auto entry = known.find(wanted);
+        return XmlElement(entry != known.end() ? entry->second : nullptr);
+    }
     const xmlNode* found = node != nullptr ? asNode(node)->children : nullptr;
     while (found != nullptr && !isElementNamed(found, wanted)) {
         found = found->next;
@@ -315,18 +425,42 @@ XmlDocument::XmlDocument(Tree adopted) noexcept : tree(std::move(adopted)) {}
 std::optional<XmlError> XmlDocument::load(const std::string& narrowFileName) {
     tree.reset();
     std::string content;
-    if (const std::error_code error = readFile(narrowFileName.c_str(), content)) {
-        return readError(narrowFileName, error);
-    }
     Document parsed;
-    std::optional<XmlError> error = parse(content, parsed);
+    const std::error_code unread = readFile(narrowFileName.c_str(), content);
+    std::optional<XmlError> error = unread ? readError(unread) : parse(content, parsed);
+    if (error) {
+        error->reason.insert(0, "Cannot read " + narrowFileName + ": ");
+    }
     tree.reset(parsed.release());
+    indexChildren();
     return error;
 }
 
+void XmlDocument::indexChildren() {
+    children.clear();
+    const xmlNode* node = tree != nullptr ? static_cast<const xmlDoc*>(tree.get())->children : nullptr;
+    for (; node != nullptr; node = following(node)) {
+        if (node->type != XML_ELEMENT_NODE || !hasManyChildren(node)) {
+            continue;
+        }
+        ChildIndex& index = children.emplace_front();
+        for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
+            if (child->type == XML_ELEMENT_NODE && child->ns == nullptr) {
+                index.emplace(asText(child->name), child); // unless one of that name stands before it
+            }
+        }
+        const_cast<xmlNode*>(node)->_private = &index;
+    }
+}
+
 XmlDocument XmlDocument::clone() const {
-    return XmlDocument(tree != nullptr ? Tree(allocated(xmlCopyDoc(static_cast<xmlDoc*>(tree.get()), 1)))
-                                       : Tree());
+    if (tree == nullptr) {
+        return {};
+    }
+    const Reports reports;
+    Tree copy(xmlCopyDoc(static_cast<xmlDoc*>(tree.get()), 1));
+    reports.requireMemory();
+    return XmlDocument(std::move(copy));
 }
 
 XmlElement XmlDocument::firstElement(const std::string& name) const {
@@ -340,15 +474,17 @@ XmlElement XmlDocument::firstElement(const std::string& name) const {
 
 std::optional<std::string> XmlDocument::evaluate(const std::string& path) {
     initialise();
-    const Silence silence;
+    Reports reports;
     if (tree == nullptr) {
         tree.reset(allocated(xmlNewDoc(nullptr))); // a path can be invalid without content, too
     }
     const PathContext context(allocated(xmlXPathNewContext(static_cast<xmlDoc*>(tree.get()))));
-    context->error = &ignoreError;
-    const PathResult result(xmlXPathEval(asXml(narrowToUtf8(path)), context.get()));
+    context->error = &Reports::receive; // an allocation that fails is reported here alone
+    context->userData = &reports;
+    const PathResult result = evaluated(narrowToUtf8(path), context.get());
+    reports.requireMemory();
     if (result == nullptr || result->type != XPATH_NODESET) {
-        throw evaluationError(context->lastError, path);
+        throw ComError(eFail, "The path is not valid: " + path);
     }
     if (xmlXPathNodeSetIsEmpty(result->nodesetval)) {
         return std::nullopt;

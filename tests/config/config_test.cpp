@@ -145,6 +145,7 @@ TEST_F(Config, aDocumentIsReadInItsDeclaredEncodingAndHandedOutInTheNarrowOne) {
         fs::remove("copy"); // the next object finds the cache alone
         EXPECT_EQ(valueAt("copy"), valueOf(config, "Expected")) << sample;
     }
+    ASSERT_EQ(valueOf(samples, "Missing"), "") << "is read now: the path to it may not be ISO-8859-1";
     const Locale latin1("de_DE.ISO-8859-1");
     EXPECT_EQ(valueOf(samples, "Gr\xf6\xdf\x65"), "gro\xdf");
     EXPECT_EQ(valueOf(samples, "Euro"),
@@ -186,6 +187,25 @@ TEST_F(Config, isLoadedOnceForEachNameUntilTheCacheIsFlushed) {
     QD_OrvelConfig::flushCache();
     EXPECT_EQ(valueAt("a.xml"), "new");
     EXPECT_EQ(valueOf(first) + valueOf(first, " Key"), "oldold");
+}
+
+TEST_F(Config, aLookupCostsTheSameAmongAnyNumberOfSiblings) {
+    std::string siblings;
+    for (int i = 0; i < 20'000; ++i) siblings += "<T" + std::to_string(i) + ">t</T" + std::to_string(i) + ">";
+    directory.write("file", "<r><MinorVersion>2</MinorVersion><CommonSection>" + siblings +
+                                "<T0>second</T0></CommonSection></r>");
+    QD_OrvelConfig config("file");
+    const auto timeOf = [&config](const std::string& key) {
+        auto best = steady_clock::duration::max();
+        for (int round = 0; round < 200; ++round) {
+            const auto start = steady_clock::now();
+            EXPECT_EQ(valueOf(config, key), "t") << key;
+            best = std::min(best, steady_clock::now() - start);
+        }
+        return best;
+    };
+    const auto first = timeOf("T0");
+    EXPECT_LT(timeOf("T19999"), 10 * first);
 }
 
 TEST_F(Config, aMissingOrOutdatedFileIsReplacedByTheMasterWhateverItsVersion) {
@@ -261,7 +281,7 @@ TEST_F(Config, aFileThatCannotBeReadIsCode1WithTheReasonAndLeftAlone) {
     setMaster(directory.write("master", keyed("master")));
     directory.write("file", "<r>\n");
     QD_OrvelConfig config("file");
-    EXPECT_THAT(valueOf(config), isUnreadable(".+ \\(line 2\\)"));
+    EXPECT_THAT(valueOf(config), isUnreadable("Cannot read file: .+ \\(line 2\\)"));
     EXPECT_EQ(directory.read("file"), "<r>\n");
     directory.write("file", keyed("mended"));
     EXPECT_EQ(valueOf(config), "") << "it stays empty";
@@ -269,6 +289,9 @@ TEST_F(Config, aFileThatCannotBeReadIsCode1WithTheReasonAndLeftAlone) {
     int timeout = 1;
     EXPECT_TRUE(!config.getDefaultTimeout(timeout) && timeout == 0);
     EXPECT_EQ(valueAt("file"), "mended") << "nothing was cached";
+    directory.write("twice", "<r>\n<a b='1' b='2'/>\n<c xmlns='relative'/></r>");
+    EXPECT_THAT(valueAt("twice"), isUnreadable("Cannot read twice: Attribute b redefined \\(line 2\\)"))
+        << "the error, not the remark behind it";
 }
 
 TEST_F(Config, anApplicationDefaultTakesAndHandsOutTheValueOfItsType) {

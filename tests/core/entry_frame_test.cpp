@@ -45,7 +45,10 @@ TEST(Diagnostics, goToStandardErrorInOrderLinesCutAt255CharactersAndTheSqlTraceW
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "before CATCH _com_error: QD_OrvelInterface, Line 12, QD_OrvelTransaction::begin - refused\n"
               "Orvel SQL:\"SELECT '%d'\"\n" +
-                  cut.substr(0, 255));
+                  cut.substr(0, 255) + "\n");
+    const DiagnosticLines collected;
+    orvel::logCatch(orvel::CatchForm::libraryException, "QD_SQOrvelQuery::nextRow", 7, text.c_str());
+    EXPECT_THAT(DiagnosticLines::all(), ElementsAre(cut.substr(0, 255)));
 }
 
 } // namespace

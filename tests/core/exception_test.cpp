@@ -1,8 +1,10 @@
 #include "QD_OrvelException.h"
 
 #include <memory>
+#include <tuple>
 #include <utility>
 
+#include "QD_ADOOrvelException.h"
 #include "QD_SQOrvelException.h"
 #include "tests/support/expect_error.h"
 
@@ -56,9 +58,21 @@ TEST(Exception, copiesShareNothing) {
     EXPECT_EQ(assigned.errorMessage(), message) << "the formatted message was copied, too";
 }
 
-TEST(Exception, ofABusySqliteDatabaseIsOneCodeWhateverWasAsked) {
-    QD_SQOrvelException target(QD_ORVEL_ERR_PROVIDER, "f", 1, "", 0);
-    EXPECT_EQ(target.errorCode(), QD_ORVEL_ERR_PROVIDER);
+TEST(Exception, ofABusyEngineIsOneCodeWhateverWasAsked) {
+    // As a code arrives that travelled through a signed int: its upper half is filled.
+    const auto signedHr = static_cast<unsigned long>(static_cast<int>(0x80040E40U));
+    using Row = std::tuple<unsigned long, unsigned long, bool>;
+    for (const auto& [provCode, hr, busy] :
+         {Row{0UL, 0UL, false}, Row{3730, 0, true}, Row{3731, 0, false}, Row{3732, 0, true}, Row{5, 0, false},
+          Row{0, 0x80040E38, true}, Row{0, 0x80040E40, true}, Row{0, signedHr, true},
+          Row{0, 0x80040E92, true}, Row{0, 0x80040E14, false}}) {
+        QD_ADOOrvelException assigned(QD_ORVEL_ERR_NOT_OPEN, "g", 0, "", 0);
+        assigned = QD_ADOOrvelException(QD_ORVEL_ERR_SQL_QUERY, "f", provCode, "text", hr);
+        EXPECT_EQ(describe(assigned), (Error{busy ? QD_ORVEL_ERR_BUSY : QD_ORVEL_ERR_SQL_QUERY, provCode,
+                                             "text", "f", hr & 0xFFFFFFFF}));
+    }
+    EXPECT_EQ(QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "f", 1, "", 0).errorCode(), QD_ORVEL_ERR_PROVIDER);
+    QD_SQOrvelException target(QD_ORVEL_ERR_NOT_OPEN, "g", 0, "", 0);
     target = QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "f", 5, "locked", 0);
     QD_SQOrvelException copy(target);
     EXPECT_STREQ(copy.errorMessage(),

@@ -32,6 +32,8 @@ TEST(Handle, theLastOneToGoDeletesTheObjectHoweverTheyWereMade) {
         third.release(); // drops nothing more, nor does its end
         const Handle empty;
         EXPECT_TRUE(third.isNull() && !Handle(empty).isValid());
+        const QD_OrvelHandle base(second); // of no type, with the same operations
+        EXPECT_TRUE(base.get() == object && base.operator->() == object && QD_OrvelHandle().get() == nullptr);
     }
     first.release();
     EXPECT_TRUE(second.isValid() && alive == 1);

@@ -39,9 +39,7 @@ struct AdoScript {
 
     template <class Answer = bool>
     Answer reached(const std::string& member, Answer answer = {}) const {
-        if (const auto failure = failures.find(member); failure != failures.end()) {
-            failure->second();
-        }
+        if (const auto failure = failures.find(member); failure != failures.end()) failure->second();
         return answer;
     }
     /// Writes the call down, with its arguments.
@@ -105,9 +103,7 @@ struct ScriptedRecordset : ado::Recordset, ado::Fields, std::enable_shared_from_
 };
 
 inline ado::Ref<ado::Recordset> resultOf(AdoScript& script, ado::Variant* affected) {
-    if (affected != nullptr) {
-        *affected = script.affected;
-    }
+    if (affected != nullptr) *affected = script.affected;
     return std::make_shared<ScriptedRecordset>(script);
 }
 
@@ -127,8 +123,8 @@ struct ScriptedConnection : ado::Connection {
         script.called("Close");
         current = ado::adStateClosed;
     }
-    std::string provider() override { return "scripted"; }
-    std::string version() override { return "1.0"; }
+    std::string provider() override { return script.reached<std::string>("Provider", "scripted"); }
+    std::string version() override { return script.reached<std::string>("Version", "1.0"); }
     ado::Ref<ado::Recordset> execute(const std::string& text, ado::Variant* affected,
                                      std::int32_t options) override {
         script.called("Execute", text, options);
@@ -172,9 +168,7 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
     void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
     void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");
-        if (!parameter) {
-            throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
-        }
+        if (!parameter) throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
         ++appended;
     }
     std::int32_t count() override { return appended; }

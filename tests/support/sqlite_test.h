@@ -8,6 +8,7 @@
 #include "QD_OrvelInterface.h"
 #include "QD_SQOrvelConnection.h"
 #include "tests/support/expect_error.h"
+#include "tests/support/fields.h"
 #include "tests/support/temporary_directory.h"
 
 namespace orvel::tests {
@@ -70,11 +71,7 @@ protected:
     QD_OrvelQueryHandle query(const std::string& sql) const { return connection->execQuery(sql.c_str(), 0); }
     QD_OrvelCommandHandle command(const char* sql) const { return connection->createCommand(sql, 0); }
 
-    /// The text in the first field of the first row; "(none)" when there is none.
-    std::string text(const std::string& sql) const {
-        std::string value;
-        return query(sql)->getStringField(0, value) ? value : "(none)";
-    }
+    std::string text(const std::string& sql) const { return textOf(query(sql)); }
 };
 
 } // namespace orvel::tests

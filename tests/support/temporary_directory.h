@@ -17,9 +17,7 @@ public:
     TemporaryDirectory() {
         std::string name = std::filesystem::is_directory("/dev/shm") ? "/dev/shm/orvel-test-XXXXXX"
                                                                      : "/tmp/orvel-test-XXXXXX";
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("cannot make " + name);
-        }
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
         directory = name;
         std::filesystem::current_path(directory);
     }
@@ -35,7 +33,8 @@ public:
     std::string file(const std::string& name) const { return (directory / name).string(); }
 
     std::string write(const std::string& name, const std::string& content) const {
-        std::ofstream(directory / name, std::ios::binary | std::ios::trunc) << content;
+        std::filesystem::remove(directory / name); // it may be read-only
+        std::ofstream(directory / name, std::ios::binary) << content;
         return file(name);
     }
     std::string read(const std::string& name) const {
