@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <new>
 
 #include "QD_OrvelTools.h"
@@ -24,15 +23,8 @@ namespace {
 // Marks the library's own checks among SQLite's result codes.
 constexpr unsigned long nullPointer = 1000;
 
-/// A copy of `size` items that its parameter owns. Throws 32 in the name of `function`.
-template <class Item>
-std::unique_ptr<Item[]> copyOf(const Item* items, std::size_t size, const char* function) {
-    std::unique_ptr<Item[]> copy(new (std::nothrow) Item[size]);
-    if (copy == nullptr) {
-        throw QD_SQOrvelException(QD_ORVEL_ERR_OUT_OF_MEMORY, function, 0, "", 0);
-    }
-    std::memcpy(copy.get(), items, size * sizeof(Item));
-    return copy;
+[[noreturn]] void throwOutOfMemory(const char* function) {
+    throw QD_SQOrvelException(QD_ORVEL_ERR_OUT_OF_MEMORY, function, 0, "", 0);
 }
 
 } // namespace
@@ -42,10 +34,12 @@ QD_SQOrvelCommand::QD_SQOrvelCommand(QD_SQOrvelConnection* owner, const char* te
     : connection(owner),
       statement(new orvel::SqliteStatement(nullptr)),
       sql(text != nullptr ? text : ""),
-      flags(commandFlags) {
+      flags(commandFlags),
+      params(new orvel::SqliteParameters) {
     QD_OrvelTools::throwOnNullOrEmptyString(text);
     checkDB();
     orvel::ansiToUtf8(sql);
+    orvel::requireSqlSize(sql.size());
     statement->addCommand();
     statement->replace(owner->compile(sql.c_str()));
     checkVM();
@@ -60,14 +54,15 @@ int QD_SQOrvelCommand::execNoQuery(unsigned int /*flags*/) {
     return framed({name, QD_ORVEL_ERR_SQL_STATEMENT}, [&] {
         checkDB();
         checkVM();
-        if (const int stepped = run(); stepped != SQLITE_DONE) {
-            endWith(stepped, name);
+        if (run(name) == SQLITE_ROW) {
+            endWith(SQLITE_ROW, resetVM(), name);
         }
         sqlite3* const db = sqlite3_db_handle(statement->get()); // the connection may be closed meanwhile
         const int changes = sqlite3_changes(db);
         if (const int result = resetVM(); result != SQLITE_OK) {
+            connection->noteFailure(db, result);
             throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, name, static_cast<unsigned long>(result),
-                                      orvel::sqliteMessage(db).c_str(), 0);
+                                      orvel::sqliteMessage(db, result).c_str(), 0);
         }
         return changes;
     });
@@ -79,30 +74,30 @@ QD_OrvelQueryHandle QD_SQOrvelCommand::execQuery(unsigned int /*flags*/) {
         checkDB();
         checkVM();
         orvel::traceSql(sql.c_str());
-        const int stepped = run();
-        if (stepped != SQLITE_DONE && stepped != SQLITE_ROW) {
-            endWith(stepped, name);
+        // Made first: what a statement has done cannot be told as failed for want of memory.
+        const QD_OrvelQueryHandle rows(new (std::nothrow) QD_SQOrvelQuery(connection.get(), statement.get()));
+        if (rows.isValid()) {
+            run(name);
+        } else {
+            orvel::logNoMemory(name);
         }
-        auto* const query = new (std::nothrow) QD_SQOrvelQuery(connection.get(), statement.get());
-        if (query == nullptr && !statement->isRead()) {
-            resetVM();
-        }
-        return QD_OrvelQueryHandle(query);
+        return rows;
     });
 }
 
-/// Binds and steps once, compiling the statement anew as often as the schema has changed under it.
-int QD_SQOrvelCommand::run() {
-    connection->noticeEndedTransaction();
+/// Binds and steps once, compiling the statement anew as often as the schema has changed under it. Answers whether
+/// there is a row: 100 or 101.
+int QD_SQOrvelCommand::run(const char* function) {
+    connection->checkTransaction();
     for (;;) {
         applyParams();
         const int stepped = sqlite3_step(statement->get());
         if (stepped == SQLITE_DONE || stepped == SQLITE_ROW) {
             return stepped;
         }
-        // A statement of the legacy interface steps to 1 for almost every error; the reset tells a schema change.
-        if (resetVM() != SQLITE_SCHEMA) {
-            return stepped;
+        // A statement of the legacy interface steps to 1 for almost every error; the reset tells the reason.
+        if (const int result = resetVM(); result != SQLITE_SCHEMA) {
+            endWith(stepped, result, function);
         }
         recompile();
     }
@@ -110,9 +105,10 @@ int QD_SQOrvelCommand::run() {
 
 void QD_SQOrvelCommand::recompile() {
     // The connection may have been opened on another database since, where this command has no business.
-    const bool sameDatabase = sqlite3_db_handle(statement->get()) == static_cast<sqlite3*>(*connection.get());
+    sqlite3* const open = *connection.get();
+    const bool anotherDatabase = open != nullptr && open != sqlite3_db_handle(statement->get());
     statement->replace(nullptr);
-    if (!sameDatabase) {
+    if (anotherDatabase) {
         throw QD_SQOrvelException(QD_ORVEL_ERR_NOT_OPEN, "QD_SQOrvelCommand::checkDB", nullPointer,
                                   "The connection was closed after the command was made", 0);
     }
@@ -121,13 +117,16 @@ void QD_SQOrvelCommand::recompile() {
 }
 
 /// A command whose run failed is not used again: whoever has it must see that.
-void QD_SQOrvelCommand::endWith(int stepResult, const char* function) {
+void QD_SQOrvelCommand::endWith(int stepResult, int resetResult, const char* function) {
     sqlite3* const db = sqlite3_db_handle(statement->get());
-    resetVM(); // only now does SQLite tell what went wrong; without its statement, a closed database is gone
-    const std::string message = orvel::sqliteMessage(db);
-    statement->replace(nullptr);
-    throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, function, static_cast<unsigned long>(stepResult),
-                              message.c_str(), 0);
+    connection->noteFailure(db, resetResult);
+    try {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, function, static_cast<unsigned long>(stepResult),
+                                  orvel::sqliteMessage(db, resetResult).c_str(), 0);
+    } catch (...) {
+        statement->replace(nullptr); // behind the message: without its statement, a closed database is gone
+        throw;
+    }
 }
 
 void QD_SQOrvelCommand::addStringParam(const char* text) {
@@ -140,26 +139,46 @@ void QD_SQOrvelCommand::addStringParam(const char* text) {
         converted = platform::narrowToUtf8(text);
         text = converted.c_str();
     }
-    params.push_back({QD_SQOrvelParameter::Text{
-        copyOf(text, std::strlen(text) + 1, "QD_SQOrvelCommand::addStringParam")}});
+    if (!params->addCopy(QD_ORVEL_DATA_STRING, text, std::strlen(text))) {
+        throwOutOfMemory("QD_SQOrvelCommand::addStringParam");
+    }
 }
 
-void QD_SQOrvelCommand::addIntParam(int value) { params.push_back({value}); }
+void QD_SQOrvelCommand::addIntParam(int value) {
+    QD_SQOrvelParameter& parameter = params->next();
+    parameter.kind = QD_ORVEL_DATA_INT;
+    parameter.integer = value;
+    params->add();
+}
 
-void QD_SQOrvelCommand::addInt64Param(long long value) { params.push_back({value}); }
+void QD_SQOrvelCommand::addInt64Param(long long value) {
+    QD_SQOrvelParameter& parameter = params->next();
+    parameter.kind = QD_ORVEL_DATA_INT64;
+    parameter.wide = value;
+    params->add();
+}
 
-void QD_SQOrvelCommand::addDoubleParam(double value) { params.push_back({value}); }
+void QD_SQOrvelCommand::addDoubleParam(double value) {
+    QD_SQOrvelParameter& parameter = params->next();
+    parameter.kind = QD_ORVEL_DATA_DOUBLE;
+    parameter.real = value;
+    params->add();
+}
 
 void QD_SQOrvelCommand::addBlobParam(const unsigned char* data, int length) {
     if (data == nullptr || length <= 0) {
         addEmptyParam(QD_ORVEL_DATA_BLOB);
         return;
     }
-    params.push_back({QD_SQOrvelParameter::Blob{
-        copyOf(data, static_cast<std::size_t>(length), "QD_SQOrvelCommand::addBlobParam"), length}});
+    if (!params->addCopy(QD_ORVEL_DATA_BLOB, data, static_cast<std::size_t>(length))) {
+        throwOutOfMemory("QD_SQOrvelCommand::addBlobParam");
+    }
 }
 
-void QD_SQOrvelCommand::addEmptyParam(QD_OrvelDataKind /*kind*/) { params.push_back({std::monostate{}}); }
+void QD_SQOrvelCommand::addEmptyParam(QD_OrvelDataKind /*kind*/) {
+    params->next().kind = QD_SQOrvelParameter::null;
+    params->add();
+}
 
 void QD_SQOrvelCommand::applyParams() {
     checkDB();
@@ -168,18 +187,10 @@ void QD_SQOrvelCommand::applyParams() {
         return;
     }
     sqlite3_stmt* const target = statement->get();
-    const int markers = sqlite3_bind_parameter_count(target);
-    const QD_SQOrvelParameter null;
-    const int given = static_cast<int>(params.size());
-    // Markers without a parameter must not keep what an earlier run left there: those values may be gone.
-    for (int index = 1; index <= std::max(given, markers); ++index) {
-        const QD_SQOrvelParameter& parameter =
-            index <= given ? params[static_cast<std::size_t>(index - 1)] : null;
-        if (const int result = parameter.bind(target, index); result != SQLITE_OK) {
-            throw QD_SQOrvelException(QD_ORVEL_ERR_BIND_PARAMETER, "QD_SQOrvelCommand::applyParams",
-                                      static_cast<unsigned long>(result),
-                                      orvel::sqliteMessage(sqlite3_db_handle(target)).c_str(), 0);
-        }
+    if (const int result = params->bind(target, statement->markers()); result != SQLITE_OK) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_BIND_PARAMETER, "QD_SQOrvelCommand::applyParams",
+                                  static_cast<unsigned long>(result),
+                                  orvel::sqliteMessage(sqlite3_db_handle(target), result).c_str(), 0);
     }
     statement->setBound(true);
 }
@@ -193,11 +204,11 @@ void QD_SQOrvelCommand::resetParams() {
 }
 
 void QD_SQOrvelCommand::deleteParams() {
-    if (statement.isValid() && statement->isRead() &&
-        std::ranges::any_of(params, &QD_SQOrvelParameter::isReadInPlace)) {
-        statement->keep(std::move(params));
+    if (statement.isValid() && statement->isRead() && params->anyIsReadInPlace()) {
+        statement->keep(params->release());
+    } else {
+        params->clear();
     }
-    params.clear();
 }
 
 int QD_SQOrvelCommand::resetVM() {

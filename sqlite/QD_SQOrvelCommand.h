@@ -1,17 +1,16 @@
 #ifndef QD_SQORVEL_COMMAND_H
 #define QD_SQORVEL_COMMAND_H
 
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "QD_OrvelCommand.h"
 #include "QD_SQOrvelConnection.h"
 
-struct QD_SQOrvelParameter;
-
 namespace orvel {
+class SqliteParameters;
 class SqliteStatement;
-}
+} // namespace orvel
 
 /// One SQLite statement, compiled once; see QD_OrvelCommand for what every command promises.
 ///
@@ -85,11 +84,11 @@ private:
     QD_OrvelTypedHandle<orvel::SqliteStatement> statement;
     std::string sql; // in UTF-8
     unsigned int flags;
-    std::vector<QD_SQOrvelParameter> params;
+    std::unique_ptr<orvel::SqliteParameters> params;
 
-    int run();
+    int run(const char* function);
     void recompile();
-    [[noreturn]] void endWith(int stepResult, const char* function);
+    [[noreturn]] void endWith(int stepResult, int resetResult, const char* function);
 };
 
 #endif

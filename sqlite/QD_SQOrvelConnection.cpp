@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <new>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -22,6 +23,10 @@ namespace platform = orvel::platform;
 using orvel::framed;
 
 namespace {
+
+constexpr const char* openName = "QD_SQOrvelConnection::open";
+constexpr const char* execQueryName = "QD_SQOrvelConnection::execQuery";
+constexpr const char* closeName = "QD_SQOrvelConnection::close";
 
 constexpr int defaultBusyTimeout = 30000; // milliseconds
 
@@ -49,50 +54,46 @@ QD_SQOrvelConnection::QD_SQOrvelConnection(const QD_SQOrvelConnection& other)
 QD_SQOrvelConnection::~QD_SQOrvelConnection() { QD_SQOrvelConnection::close(); }
 
 void QD_SQOrvelConnection::open(const char* name, const char* path, unsigned int /*flags*/) {
-    framed({"QD_SQOrvelConnection::open", QD_ORVEL_ERR_OPEN_DATABASE}, [&] {
+    framed({openName, QD_ORVEL_ERR_OPEN_DATABASE}, [&] {
         QD_OrvelTools::throwOnNullOrEmptyString(name);
         std::string fileName;
         getDBPathName(name, path, fileName);
-        if (const int result = openFile(fileName); result != SQLITE_OK) {
-            throwCannotOpen(result, fileName);
+        const std::string diskName = platform::diskName(fileName.c_str());
+        try {
+            openFile(diskName, fileName);
+            dbPathName = std::move(fileName); // nothing may fail between SQLite's success and this
+            setBusyTimeout(busyTimeout);
+        } catch (...) {
+            orvel::swallowed(closeName, [&] { close(); }); // an override may throw
+            QD_SQOrvelConnection::close();
+            throw;
         }
-        dbPathName = std::move(fileName); // nothing may fail between SQLite's success and this
-        setBusyTimeout(busyTimeout);
     });
 }
 
-/// Whatever handle SQLite has left is closed on the way out, behind the reading of its message.
-void QD_SQOrvelConnection::throwCannotOpen(int result, const std::string& fileName) {
-    struct Closing {
-        QD_SQOrvelConnection& connection;
-        ~Closing() { connection.close(); }
-    };
-    [[maybe_unused]] const Closing closing{*this};
-    throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, "QD_SQOrvelConnection::open",
-                              static_cast<unsigned long>(result),
-                              (orvel::sqliteMessage(db) + " " + fileName).c_str(), 0);
-}
-
-int QD_SQOrvelConnection::openFile(const std::string& fileName) {
-    const std::u16string name = platform::utf8ToUtf16(platform::diskName(fileName.c_str()));
-    if (const int result = sqlite3_open16(name.c_str(), &db); result != SQLITE_OK) {
-        return result;
+/// A failure may leave a handle, which has the message of the failure and must be closed.
+void QD_SQOrvelConnection::openFile(const std::string& diskName, const std::string& fileName) {
+    // One thread at a time uses a connection and all that was made from it, so SQLite's mutex would be locked for nothing.
+    constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+    forgetTransaction(); // that of a database which is still open is left to it
+    if (const int result = sqlite3_open_v2(diskName.c_str(), &db, flags, nullptr); result != SQLITE_OK) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_OPEN_DATABASE, openName, static_cast<unsigned long>(result),
+                                  (orvel::sqliteMessage(db, result) + " " + fileName).c_str(), 0);
     }
-    // sqlite3_open16 alone would create UTF-16 databases. This writes nothing and leaves existing ones as they are.
-    return sqlite3_exec(db, "PRAGMA encoding='UTF-8'", nullptr, nullptr, nullptr);
 }
 
 bool QD_SQOrvelConnection::isOpen() const { return db != nullptr; }
 
 void QD_SQOrvelConnection::close() {
-    orvel::swallowed("QD_SQOrvelConnection::close", [&] {
+    orvel::swallowed(closeName, [&] {
         if (db == nullptr) {
             return;
         }
+        rollBack(); // SQLite would keep the transaction, and its locks, for as long as a statement is alive
+        forgetTransaction();
         sqlite3_close_v2(db); // with statements alive, these go on and the last of them closes the database
         dbPathName.clear();
         db = nullptr;
-        commitFailed = false;
     });
 }
 
@@ -102,11 +103,12 @@ int QD_SQOrvelConnection::execNoQuery(const char* sql, unsigned int /*flags*/) {
             return 0;
         }
         checkDB();
-        noticeEndedTransaction();
+        checkTransaction();
         orvel::traceSql(sql);
-        std::string text(sql);
-        orvel::ansiToUtf8(text);
-        for (const char* rest = text.c_str(); *rest != '\0';) {
+        const orvel::Utf8Text text(sql);
+        const char* rest = runFirstStatement(text.get());
+        while (*rest != '\0') {
+            checkTransaction(); // the statement before may have ended one, and this one may begin another
             rest = runFirstStatement(rest);
         }
         return sqlite3_changes(db);
@@ -134,46 +136,51 @@ const char* QD_SQOrvelConnection::runFirstStatement(const char* text) {
         if (finalized == SQLITE_OK && stepped != SQLITE_ERROR) {
             return tail;
         }
+        noteFailure(db, finalized);
         throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::execNoQuery",
-                                  static_cast<unsigned long>(finalized), orvel::sqliteMessage(db).c_str(), 0);
+                                  static_cast<unsigned long>(finalized),
+                                  orvel::sqliteMessage(db, finalized).c_str(), 0);
     }
 }
 
 QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned int /*flags*/) {
-    return framed({"QD_SQOrvelConnection::execQuery", QD_ORVEL_ERR_SQL_QUERY}, [&] {
+    return framed({execQueryName, QD_ORVEL_ERR_SQL_QUERY}, [&] {
         if (isNullOrEmpty(sql)) {
-            return queryOver(nullptr, true);
+            return QD_OrvelQueryHandle(queryOver(nullptr));
         }
         checkDB();
-        noticeEndedTransaction();
+        checkTransaction();
         orvel::traceSql(sql);
-        std::string text(sql);
-        orvel::ansiToUtf8(text);
+        const orvel::Utf8Text text(sql);
         for (;;) {
-            orvel::OwnedSqliteStatement statement(compile(text.c_str()));
-            const int stepped = sqlite3_step(statement.get());
-            if (stepped == SQLITE_DONE || stepped == SQLITE_ROW) {
-                return queryOver(statement.release(), stepped == SQLITE_DONE);
+            // The query is made first: what a statement has done cannot be told as failed for want of memory.
+            auto* const query = queryOver(compile(text.get()));
+            const QD_OrvelQueryHandle rows(query);
+            const std::optional<int> failure = query != nullptr ? query->start() : std::nullopt;
+            if (!failure) {
+                return rows;
             }
-            const int finalized = sqlite3_finalize(statement.release());
-            if (finalized == SQLITE_SCHEMA) {
-                continue;
+            if (*failure != SQLITE_SCHEMA) {
+                noteFailure(db, *failure);
+                throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, execQueryName,
+                                          static_cast<unsigned long>(*failure),
+                                          orvel::sqliteMessage(db, *failure).c_str(), 0);
             }
-            throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::execQuery",
-                                      static_cast<unsigned long>(finalized), orvel::sqliteMessage(db).c_str(),
-                                      0);
         }
     });
 }
 
-/// Takes the statement over whatever happens.
-QD_OrvelQueryHandle QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement, bool atEnd) {
+/// Takes the statement over whatever happens. Null, with a line, when memory is exhausted: where an empty handle counts as
+/// no rows, the line is the only sign.
+QD_SQOrvelQuery* QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement) {
     orvel::OwnedSqliteStatement owned(statement);
-    auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, atEnd);
-    if (query != nullptr) {
+    auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, true);
+    if (query == nullptr) {
+        orvel::logNoMemory(execQueryName);
+    } else {
         std::ignore = owned.release();
     }
-    return QD_OrvelQueryHandle(query);
+    return query;
 }
 
 int QD_SQOrvelConnection::execQueryScalar(const char* sql, unsigned int flags) {
@@ -235,8 +242,10 @@ sqlite3_stmt* QD_SQOrvelConnection::prepare(const char* text, const char** tail)
     checkDB();
     sqlite3_stmt* statement = nullptr;
     if (const int result = sqlite3_prepare(db, text, -1, &statement, tail); result != SQLITE_OK) {
+        noteFailure(db, result);
         throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, "QD_SQOrvelConnection::compile",
-                                  static_cast<unsigned long>(result), orvel::sqliteMessage(db).c_str(), 0);
+                                  static_cast<unsigned long>(result),
+                                  orvel::sqliteMessage(db, result).c_str(), 0);
     }
     return statement;
 }
@@ -246,7 +255,7 @@ void QD_SQOrvelConnection::getDBPathName(const char* name, const char* path, std
     if (out.empty()) {
         out = ".\\";
     }
-    if (out.back() != '\\') { // a slash at the end is no separator here
+    if (!platform::narrowEndsWith(out, '\\')) { // a slash at the end is no separator here
         out += '\\';
     }
     out.append(name != nullptr ? name : "").append(".db3");

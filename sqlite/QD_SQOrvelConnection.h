@@ -9,13 +9,14 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+class QD_SQOrvelQuery;
 
 /// A connection to one SQLite database file; see QD_OrvelConnection for what every connection promises.
 ///
 /// The logical database `name` in directory `path` is the file `path`, a separator, `name`, ".db3"; no
 /// directory is the current one. Opening creates the file when it is missing. New databases store text as
-/// UTF-8; existing ones keep their encoding and can be read whatever it is. A directory or name that is not valid in
-/// the narrow encoding cannot be opened (4, "Runtime Exception").
+/// UTF-8; existing ones keep their encoding and can be read whatever it is. Where the narrow encoding is not UTF-8, a
+/// directory or name that is not valid in it cannot be opened (4, "Runtime Exception").
 ///
 /// Commands and queries hold a reference to their connection, so it lives at least as long as they do.
 /// Closing it while some of them are alive leaves them working, until the schema changes; the file is let go
@@ -69,10 +70,12 @@ public:
     // Tables. Templates are looked up under the database key "SQLite". Names are inserted as they are: what
     // breaks the SQL is SQLite's error.
 
-    /// In SQLite's own order, its own tables included, views not. A database that turns busy cuts the list
-    /// short, and a name that the narrow encoding cannot take is left out.
+    /// In SQLite's own order, its own tables included, views not. A failure in the middle, such as a database that turns busy,
+    /// cuts the list short; the line in the log is its only sign. With memory exhausted for the query the answer is 0. And a name that the narrow encoding cannot take is left out.
     int getTables(std::vector<std::string>& names) override;
 
+    /// `table` may lie in `names`.
+    ///
     /// @throws QD_OrvelException  23 no name, 12 not open, 34 no such table; `names` is then empty
     int getTableColumnNames(const char* table, std::vector<std::string>& names) override;
     int getTableRowCount(const char* table) override;
@@ -97,10 +100,13 @@ public:
     void createDatabase(const char* databaseID, const char* name, const char* path,
                         unsigned int flags) override;
 
-    /// Deletes the file, after closing this connection if it has that file open. Others that have it open go
-    /// on with the deleted file.
+    /// Deletes the file, after closing this connection if it has that file open, and then what SQLite keeps beside it
+    /// ("-wal", "-shm", "-journal"). Others that have it open go on with the deleted file; a new database of the name
+    /// has nothing in common with it.
     ///
-    /// @throws QD_OrvelException  5 with provider code 13 when the file cannot be deleted, or is missing
+    /// @throws QD_OrvelException  5 with provider code 13 when the file cannot be deleted, or is missing: nothing else is
+    ///         deleted then; or when one of the files beside it cannot be deleted, whose name is in the text: the others
+    ///         and the database are gone then
     void dropDatabase(const char* name, const char* path) override;
     void getDBCommand(const char* name, std::string& text, bool required) override;
 
@@ -136,22 +142,47 @@ private:
     sqlite3* db = nullptr;
     int busyTimeout;
     int transactionDepth = 0;
-    bool commitFailed = false; // the last outermost commit, and nothing was begun since
+    /// What SQLite is known to have of the transaction that the outermost begin began.
+    enum class Transaction : unsigned char {
+        none,         // nothing, or one that the application began or ended by SQL of its own
+        open,         // it goes on
+        rolledBack,   // SQLite has rolled it back by itself, and the count is not 0 yet
+        commitFailed, // the count is 0, but it may still be open
+        stuck         // it was to be rolled back, and SQLite could not
+    };
+    Transaction transaction = Transaction::none;
+    int rollbackCode = 0; // of the statement whose failure rolled the transaction back
+    std::string rollbackReason;
+    sqlite3_stmt* rollback =
+        nullptr; // compiled at the first begin, for when there is no memory to compile it
     std::string dbPathName;
     QD_OrvelConfig config;
 
     QD_SQOrvelConnection(const QD_SQOrvelConnection& other);
 
-    int openFile(const std::string& fileName);
-    [[noreturn]] void throwCannotOpen(int result, const std::string& fileName);
+    void openFile(const std::string& diskName, const std::string& fileName);
     sqlite3_stmt* prepare(const char* text, const char** tail);
     const char* runFirstStatement(const char* text);
-    QD_OrvelQueryHandle queryOver(sqlite3_stmt* statement, bool atEnd);
+    QD_SQOrvelQuery* queryOver(sqlite3_stmt* statement);
     void runTableTemplate(const char* tableID, const char* templateName, const char* tableName,
                           bool required);
     bool hasOpen(const std::string& fileName) const;
-    void noticeEndedTransaction();
-    void rollBackFailedCommit();
+
+    /// To be called before a statement runs, and to refuse it.
+    ///
+    /// @throws QD_OrvelException  34 with provider code 4 in a transaction that SQLite has rolled back
+    void checkTransaction() {
+        if (transaction != Transaction::none) {
+            settleTransaction();
+        }
+    }
+    void settleTransaction();
+    /// To be called when a statement on `failed` has failed, before anything else can.
+    void noteFailure(sqlite3* failed, int result) noexcept;
+    void compileRollback() noexcept;
+    void rollBack() noexcept;
+    void forgetTransaction() noexcept;
+    [[noreturn]] void throwRolledBack() const;
 };
 
 /// The reference that each SQLite command and query holds to its connection.

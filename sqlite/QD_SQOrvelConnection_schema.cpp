@@ -2,7 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <memory>
+#include <utility>
 
 #include "QD_OrvelTools.h"
 #include "QD_SQOrvelConnection.h"
@@ -21,11 +24,44 @@ namespace {
 
 constexpr const char* databaseKey = "SQLite"; // every SQLite connection reads its templates here
 
+constexpr const char* dropName = "QD_SQOrvelConnection::dropDatabase";
+
 // The code of a database file that could not be deleted; fixed, not the system's.
 constexpr unsigned long cannotDelete = 13;
 
 std::string joined(const char* before, const char* name, const char* after) {
     return std::string(before) + name + after;
+}
+
+[[noreturn]] void throwCannotDelete(const std::string& fileName) {
+    const std::string message =
+        joined("Database '", fileName.c_str(), "' is used by another process or access is denied");
+    throw QD_SQOrvelException(QD_ORVEL_ERR_DELETE_DATABASE, dropName, cannotDelete, message.c_str(), 0);
+}
+
+/// Deletes a database and what SQLite keeps beside it. Whoever still has the deleted database open goes on writing to these
+/// files, and a new database of the name would read them as its own.
+void deleteDatabaseFiles(const std::string& fileName) {
+    constexpr std::array suffixes = {"", "-wal", "-shm", "-journal"};
+    std::array<std::string, suffixes.size()>
+        names; // all of them before the first goes: from there on no memory is needed
+    std::ranges::transform(suffixes, names.begin(), [&](const char* suffix) {
+        return platform::diskName((fileName + suffix).c_str());
+    });
+    const char* kept = nullptr;
+    for (std::size_t file = 0; file < names.size(); ++file) {
+        const bool isDatabase = file == 0;
+        if (platform::deleteFile(names[file], !isDatabase)) {
+            continue;
+        }
+        if (isDatabase) {
+            throwCannotDelete(fileName);
+        }
+        kept = suffixes[file];
+    }
+    if (kept != nullptr) {
+        throwCannotDelete(fileName + kept);
+    }
 }
 
 } // namespace
@@ -42,15 +78,18 @@ bool QD_SQOrvelConnection::tableExists(const char* table) {
 int QD_SQOrvelConnection::getTables(std::vector<std::string>& names) {
     return framed({"QD_SQOrvelConnection::getTables", QD_ORVEL_ERR_TABLE_EXISTS}, [&] {
         names.clear();
+        std::vector<std::string> found;
         orvel::appendFirstTexts(
-            execQuery("SELECT name FROM SQLITE_MASTER WHERE TYPE='table' ORDER BY name;", 0), names);
+            execQuery("SELECT name FROM SQLITE_MASTER WHERE TYPE='table' ORDER BY name;", 0), found);
+        names.swap(found);
         return static_cast<int>(names.size());
     });
 }
 
 int QD_SQOrvelConnection::getTableColumnNames(const char* table, std::vector<std::string>& names) {
     return framed({"QD_SQOrvelConnection::getTableColumnNames", QD_ORVEL_ERR_TABLE_EXISTS}, [&] {
-        names.clear(); // before anything can fail
+        // Emptied before anything can fail, and yet kept to the end: the table's name may lie in the list.
+        const std::vector<std::string> before = std::exchange(names, {});
         QD_OrvelTools::throwOnNullOrEmptyString(table);
         checkDB();
         std::string sql = joined("SELECT * FROM ", table, ";");
@@ -146,19 +185,14 @@ void QD_SQOrvelConnection::createDatabase(const char* databaseID, const char* na
 }
 
 void QD_SQOrvelConnection::dropDatabase(const char* name, const char* path) {
-    framed({"QD_SQOrvelConnection::dropDatabase", QD_ORVEL_ERR_DELETE_DATABASE}, [&] {
+    framed({dropName, QD_ORVEL_ERR_DELETE_DATABASE}, [&] {
         QD_OrvelTools::throwOnNullOrEmptyString(name);
         std::string fileName;
         getDBPathName(name, path, fileName);
         if (hasOpen(fileName)) {
             close();
         }
-        if (!platform::deleteFile(fileName.c_str())) {
-            const std::string message =
-                joined("Database '", fileName.c_str(), "' is used by another process or access is denied");
-            throw QD_SQOrvelException(QD_ORVEL_ERR_DELETE_DATABASE, "QD_SQOrvelConnection::dropDatabase",
-                                      cannotDelete, message.c_str(), 0);
-        }
+        deleteDatabaseFiles(fileName);
     });
 }
 

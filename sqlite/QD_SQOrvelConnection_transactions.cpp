@@ -4,14 +4,19 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 #include "QD_OrvelTransaction.h"
 #include "QD_SQOrvelConnection.h"
 #include "QD_SQOrvelException.h"
 #include "core/entry_frame.h"
+#include "sqlite/sqlite_text.h"
 
 using orvel::framed;
 
 namespace {
+
+constexpr const char* checkName = "QD_SQOrvelConnection::checkTransaction";
 
 const char* beginStatement(unsigned int flags) {
     if ((flags & QD_ORVEL_TRANSACTION_IMMEDIATE) != 0) {
@@ -40,8 +45,9 @@ void QD_SQOrvelConnection::beginTransaction(unsigned int flags, const char* /*na
             return;
         }
         checkDB();
+        compileRollback();
         execNoQuery(beginStatement(flags), 0);
-        commitFailed = false;
+        transaction = Transaction::open;
     });
 }
 
@@ -56,16 +62,24 @@ void QD_SQOrvelConnection::commitTransaction(const char* /*name*/) {
             return;
         }
         checkDB();
-        commitFailed = true;
+        if (transaction == Transaction::rolledBack) {
+            transaction = Transaction::none; // the next begin is another transaction
+            throwRolledBack();
+        }
+        transaction = Transaction::commitFailed; // until it has succeeded
         execNoQuery("COMMIT TRANSACTION;", 0);
-        commitFailed = false;
+        transaction = Transaction::none;
     });
 }
 
 void QD_SQOrvelConnection::abortTransaction(const char* /*name*/) {
     constexpr const char* function = "QD_SQOrvelConnection::abortTransaction";
     if (transactionDepth < 1) {
-        rollBackFailedCommit();
+        // A commit that met a busy database leaves SQLite's transaction open while the count says that it is over. The
+        // abort that then comes from the transaction object's end still fails, but takes the transaction with it.
+        if (transaction == Transaction::commitFailed) {
+            rollBack();
+        }
         throwNesting(function);
     }
     framed({function, QD_ORVEL_ERR_ABORT_TRANSACTION}, [&] {
@@ -74,22 +88,79 @@ void QD_SQOrvelConnection::abortTransaction(const char* /*name*/) {
             return;
         }
         checkDB();
-        execNoQuery("ROLLBACK TRANSACTION;", 0);
+        if (std::exchange(transaction, Transaction::none) == Transaction::rolledBack) {
+            return; // as the caller wants it
+        }
+        try {
+            execNoQuery("ROLLBACK TRANSACTION;", 0);
+        } catch (
+            ...) { // out of memory, for example: what is done next must not become a part of this transaction
+            rollBack();
+            throw;
+        }
     });
 }
 
-/// Before anything runs: whatever ended the transaction of a failed commit, what begins from now on is another one.
-void QD_SQOrvelConnection::noticeEndedTransaction() {
-    if (commitFailed && db != nullptr && sqlite3_get_autocommit(db) != 0) {
-        commitFailed = false;
+/// Finds out what the statements since have done to the transaction.
+void QD_SQOrvelConnection::settleTransaction() {
+    if (transaction == Transaction::stuck) {
+        rollBack();
+        if (transaction == Transaction::stuck) {
+            throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, checkName, SQLITE_NOMEM,
+                                      "An aborted transaction could not be rolled back yet", 0);
+        }
+    } else if (transaction == Transaction::rolledBack) {
+        throwRolledBack();
+    } else if (db == nullptr || sqlite3_get_autocommit(db) != 0) {
+        transaction = Transaction::none; // by SQL that succeeded: what begins from now on is another one
     }
 }
 
-/// A commit that met a busy database leaves SQLite's transaction open while the count says that it is over.
-/// The abort that then comes from the transaction object's end still fails, but takes the transaction with it.
-void QD_SQOrvelConnection::rollBackFailedCommit() {
-    if (commitFailed && db != nullptr && sqlite3_get_autocommit(db) == 0) {
-        sqlite3_exec(db, "ROLLBACK TRANSACTION;", nullptr, nullptr, nullptr);
+void QD_SQOrvelConnection::throwRolledBack() const {
+    const std::string reason = rollbackReason.empty() ? sqlite3_errstr(rollbackCode) : rollbackReason;
+    throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, checkName, SQLITE_ABORT,
+                              ("The transaction was rolled back by SQLite: " + reason).c_str(), 0);
+}
+
+/// Some failures make SQLite roll the whole transaction back: a full disk, for example, or what the statement asks for.
+void QD_SQOrvelConnection::noteFailure(sqlite3* failed, int result) noexcept {
+    if (transaction != Transaction::open || failed != db || sqlite3_get_autocommit(db) == 0) {
+        return;
     }
-    commitFailed = false;
+    transaction = Transaction::rolledBack;
+    rollbackCode = result;
+    try {
+        rollbackReason = orvel::sqliteMessage(db, result);
+    } catch (...) {
+        rollbackReason.clear(); // the code has general words
+    }
+}
+
+void QD_SQOrvelConnection::compileRollback() noexcept {
+    if (rollback == nullptr) {
+        sqlite3_prepare_v2(db, "ROLLBACK", -1, &rollback, nullptr);
+    }
+}
+
+void QD_SQOrvelConnection::forgetTransaction() noexcept {
+    transaction = Transaction::none;
+    sqlite3_finalize(std::exchange(rollback, nullptr));
+}
+
+/// Rolls back whatever is open, without memory of the library's and, if it can be, of SQLite's.
+void QD_SQOrvelConnection::rollBack() noexcept {
+    transaction = Transaction::none;
+    if (db == nullptr || sqlite3_get_autocommit(db) != 0) {
+        return;
+    }
+    if (rollback != nullptr) {
+        sqlite3_step(rollback);
+        sqlite3_reset(rollback);
+    }
+    if (sqlite3_get_autocommit(db) == 0) {
+        sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    if (sqlite3_get_autocommit(db) == 0) {
+        transaction = Transaction::stuck; // tried again before the next statement runs
+    }
 }

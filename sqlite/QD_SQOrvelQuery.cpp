@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <cstring>
+#include <new>
+#include <typeinfo>
 
 #include "QD_SQOrvelException.h"
 #include "core/diagnostics.h"
@@ -13,6 +15,43 @@
 
 namespace platform = orvel::platform;
 using orvel::inspected;
+
+namespace {
+
+constexpr const char* closeName = "QD_SQOrvelQuery::close";
+constexpr const char* nextRowName = "QD_SQOrvelQuery::nextRow";
+
+/// A value that SQLite has no memory to convert must not pass for NULL, which a number has become by then.
+void requireMemory(sqlite3_stmt* statement) {
+    if (sqlite3_errcode(sqlite3_db_handle(statement)) == SQLITE_NOMEM) {
+        throw std::bad_alloc();
+    }
+}
+
+} // namespace
+
+inline sqlite3_stmt* QD_SQOrvelQuery::current() const {
+    return statement.isValid() ? statement->get() : nullptr;
+}
+
+bool QD_SQOrvelQuery::isValid() const { return current() != nullptr; }
+
+inline sqlite3_value* QD_SQOrvelQuery::valueAt(int index) const {
+    return sqlite3_column_value(current(), index);
+}
+
+/// NULL counts only within the current row; outside it SQLite's answers are passed on as they are.
+inline bool QD_SQOrvelQuery::isNullValue(int index, sqlite3_value* value) const {
+    return index >= 0 && index < fieldCount && sqlite3_value_type(value) == SQLITE_NULL;
+}
+
+inline void QD_SQOrvelQuery::assignNarrow(std::string& narrow, const char* utf8, std::size_t length) const {
+    if (isNarrowUtf8()) {
+        narrow.assign(utf8, length);
+    } else {
+        platform::assignNarrow(narrow, {utf8, length});
+    }
+}
 
 QD_SQOrvelQuery::QD_SQOrvelQuery() = default;
 
@@ -49,62 +88,87 @@ bool QD_SQOrvelQuery::eof() const { return atEnd; }
 
 int QD_SQOrvelQuery::numFields() const { return fieldCount; }
 
+inline void QD_SQOrvelQuery::step() {
+    sqlite3_stmt* const stepping = current();
+    if (stepping == nullptr) {
+        atEnd = true;
+        return;
+    }
+    fieldCount = 0;
+    if (atEnd) { // SQLite begins the statement again
+        connection->checkTransaction();
+    }
+    switch (const int result = sqlite3_step(stepping)) {
+    case SQLITE_DONE:
+        atEnd = true;
+        break;
+    case SQLITE_ROW:
+        fieldCount = sqlite3_data_count(stepping);
+        encoding = Encoding::unasked;
+        break;
+    default:
+        fail(result);
+    }
+}
+
+/// Runs the statement to its first row, or to its end; SQLite's code when that failed, which its reset tells.
+std::optional<int> QD_SQOrvelQuery::start() {
+    const int result = sqlite3_step(current());
+    if (result == SQLITE_ROW) {
+        atEnd = false;
+        fieldCount = sqlite3_data_count(current());
+    } else if (result != SQLITE_DONE) {
+        return sqlite3_reset(current());
+    }
+    return std::nullopt;
+}
+
 void QD_SQOrvelQuery::nextRow() {
     try {
-        sqlite3_stmt* const stepping = current();
-        fieldCount = 0;
-        if (stepping == nullptr) {
-            atEnd = true;
-            return;
-        }
-        switch (const int result = sqlite3_step(stepping)) {
-        case SQLITE_DONE:
-            atEnd = true;
-            break;
-        case SQLITE_ROW:
-            fieldCount = sqlite3_data_count(stepping);
-            break;
-        default:
-            fail(result);
-        }
+        step();
     } catch (QD_OrvelException& exception) {
-        orvel::logCatch(orvel::CatchForm::libraryException, "QD_SQOrvelQuery::nextRow",
-                        orvel::Where::current().line(), exception.errorMessage());
+        orvel::logCatch(orvel::CatchForm::libraryException, nextRowName, orvel::Where::current().line(),
+                        exception.errorMessage());
     } catch (...) {
-        orvel::logSwallowed("QD_SQOrvelQuery::nextRow", orvel::Where::current().line());
-        close();
+        orvel::logSwallowed(nextRowName, orvel::Where::current().line());
     }
 }
 
 void QD_SQOrvelQuery::fail(int stepResult) {
     atEnd = true; // first: also when the words for the failure cannot be had
     sqlite3* const db = sqlite3_db_handle(current());
-    sqlite3_reset(current()); // only now does SQLite tell what went wrong; once closed, `db` may be gone
-    const std::string message = orvel::sqliteMessage(db);
-    close();
-    throw QD_SQOrvelException(QD_ORVEL_ERR_RETRIEVE_ROW, "QD_SQOrvelQuery::nextRow",
-                              static_cast<unsigned long>(stepResult), message.c_str(), 0);
+    const int result = sqlite3_reset(current()); // only now does SQLite tell what went wrong
+    connection->noteFailure(db, result);
+    try {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_RETRIEVE_ROW, nextRowName,
+                                  static_cast<unsigned long>(stepResult),
+                                  orvel::sqliteMessage(db, result).c_str(), 0);
+    } catch (...) {
+        orvel::swallowed(nextRowName,
+                         [&] { close(); }); // behind the message: `db` may go; an override may throw
+        QD_SQOrvelQuery::close();
+        throw;
+    }
 }
 
 bool QD_SQOrvelQuery::getFieldIndex(const char* name, int& index) const {
-    return inspected("QD_SQOrvelQuery::getFieldIndex", false, [&] {
-        const int column = columnNamed(name);
-        if (column >= 0) {
-            index = column;
-        }
-        return column >= 0;
-    });
+    return inspected("QD_SQOrvelQuery::getFieldIndex", false, [&] { return findColumn(name, index); });
 }
 
-/// -1 when there is no such column, or no current row.
-int QD_SQOrvelQuery::columnNamed(const char* name) const {
-    if (!isValid() || name == nullptr || *name == '\0') {
-        return -1;
+inline bool QD_SQOrvelQuery::findColumn(const char* name, int& index) const {
+    if (current() == nullptr || name == nullptr || *name == '\0') {
+        return false;
     }
-    const int column = platform::narrowIsUtf8()
-                           ? statement->columnNamed(name)
-                           : statement->columnNamed(platform::narrowToUtf8(name).c_str());
-    return column < fieldCount ? column : -1;
+    const int column = isNarrowUtf8() ? statement->columnNamed(name) : columnNamedNarrow(name);
+    if (column < 0 || column >= fieldCount) { // without a current row nothing is found
+        return false;
+    }
+    index = column;
+    return true;
+}
+
+int QD_SQOrvelQuery::columnNamedNarrow(const char* name) const {
+    return statement->columnNamed(platform::narrowToUtf8(name).c_str());
 }
 
 bool QD_SQOrvelQuery::getFieldName(int index, std::string& name) const {
@@ -114,9 +178,9 @@ bool QD_SQOrvelQuery::getFieldName(int index, std::string& name) const {
         }
         const char* const utf8 = sqlite3_column_name(current(), index);
         if (utf8 == nullptr) {
-            return false;
+            throw std::bad_alloc();
         }
-        platform::assignNarrow(name, utf8);
+        assignNarrow(name, utf8, std::strlen(utf8));
         return true;
     });
 }
@@ -137,123 +201,160 @@ bool QD_SQOrvelQuery::getFieldDeclType(int index, std::string& type) const {
 
 /// Reads the value once and asks whether it is NULL only when it reads as 0: a second call per field would cost as much
 /// as the first. The value may be used directly because a query has one thread.
-template <class Number>
-bool QD_SQOrvelQuery::readNumber(const char* function, int index, Number& value,
-                                 Number (*convert)(sqlite3_value*)) const {
-    value = 0;
-    return inspected(function, false, [&] {
-        if (!isValid()) {
-            return false;
-        }
-        sqlite3_value* const field = valueAt(index);
-        value = convert(field);
-        return value != 0 || !isNullValue(index, field);
-    });
+template <auto Convert, class Number>
+inline bool QD_SQOrvelQuery::readNumber(int index, Number& value) const {
+    sqlite3_value* const field = valueAt(index);
+    value = Convert(field);
+    return value != 0 || !isNullValue(index, field);
+}
+
+inline bool QD_SQOrvelQuery::read(int index, int& value) const {
+    return readNumber<&sqlite3_value_int>(index, value);
+}
+
+inline bool QD_SQOrvelQuery::read(int index, long long& value) const {
+    return readNumber<&sqlite3_value_int64>(index, value);
+}
+
+inline bool QD_SQOrvelQuery::read(int index, double& value) const {
+    return readNumber<&sqlite3_value_double>(index, value);
+}
+
+inline bool QD_SQOrvelQuery::read(int index, std::string& value) const {
+    sqlite3_value* const field = valueAt(index);
+    const void* const text = sqlite3_value_text(field);
+    if (text == nullptr) { // NULL, or a column that does not exist
+        requireMemory(current());
+        return false;
+    }
+    assignNarrow(value, static_cast<const char*>(text), static_cast<std::size_t>(sqlite3_value_bytes(field)));
+    return true;
+}
+
+inline bool QD_SQOrvelQuery::read(int index, unsigned int& size, unsigned char* buffer) const {
+    sqlite3_value* const field = valueAt(index);
+    const int length = sqlite3_value_bytes(field); // before the bytes: it may convert a text
+    if (length == 0 && isNullValue(index, field)) {
+        return false;
+    }
+    const unsigned int capacity = size;
+    size = static_cast<unsigned int>(length);
+    const void* const bytes = sqlite3_value_blob(field);
+    if (size == 0) {
+        return false;
+    }
+    if (bytes == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (buffer == nullptr) {
+        return true;
+    }
+    if (capacity < size) {
+        return false;
+    }
+    std::memcpy(buffer, bytes, size);
+    return true;
 }
 
 bool QD_SQOrvelQuery::getIntField(int index, int& value) const {
-    return readNumber("QD_SQOrvelQuery::getIntField", index, value, &sqlite3_value_int);
+    value = 0;
+    return inspected("QD_SQOrvelQuery::getIntField", false,
+                     [&] { return current() != nullptr && read(index, value); });
 }
 
 bool QD_SQOrvelQuery::getInt64Field(int index, long long& value) const {
-    return readNumber<long long>("QD_SQOrvelQuery::getInt64Field", index, value, &sqlite3_value_int64);
+    value = 0;
+    return inspected("QD_SQOrvelQuery::getInt64Field", false,
+                     [&] { return current() != nullptr && read(index, value); });
 }
 
 bool QD_SQOrvelQuery::getDoubleField(int index, double& value) const {
-    return readNumber("QD_SQOrvelQuery::getDoubleField", index, value, &sqlite3_value_double);
+    value = 0.0;
+    return inspected("QD_SQOrvelQuery::getDoubleField", false,
+                     [&] { return current() != nullptr && read(index, value); });
 }
 
 bool QD_SQOrvelQuery::getStringField(int index, std::string& value) const {
     value.clear();
-    return inspected("QD_SQOrvelQuery::getStringField", false, [&] {
-        if (!isValid()) {
-            return false;
-        }
-        sqlite3_value* const field = valueAt(index);
-        const void* const text = sqlite3_value_text(field);
-        if (text == nullptr) { // NULL, or a column that does not exist
-            return false;
-        }
-        platform::assignNarrow(
-            value, {static_cast<const char*>(text), static_cast<std::size_t>(sqlite3_value_bytes(field))});
-        return true;
-    });
+    return inspected("QD_SQOrvelQuery::getStringField", false,
+                     [&] { return current() != nullptr && read(index, value); });
 }
 
 bool QD_SQOrvelQuery::getBlobField(int index, unsigned int& size, unsigned char* buffer) const {
-    return inspected("QD_SQOrvelQuery::getBlobField", false, [&] {
-        if (!isValid()) {
-            return false;
-        }
-        sqlite3_value* const field = valueAt(index);
-        if (isNullValue(index, field)) {
-            return false;
-        }
-        const unsigned int capacity = size;
-        size =
-            static_cast<unsigned int>(sqlite3_value_bytes(field)); // before the bytes: it may convert a text
-        const void* const bytes = sqlite3_value_blob(field);
-        if (size == 0 || bytes == nullptr) {
-            return false;
-        }
-        if (buffer == nullptr) {
-            return true;
-        }
-        if (capacity < size) {
-            return false;
-        }
-        std::memcpy(buffer, bytes, size);
-        return true;
-    });
+    return inspected("QD_SQOrvelQuery::getBlobField", false,
+                     [&] { return current() != nullptr && read(index, size, buffer); });
 }
 
-template <class Get>
-bool QD_SQOrvelQuery::byName(const char* function, const char* name, Get get) const {
+/// A derived class may have operations of its own for finding and reading by index. Without one, two virtual calls a
+/// field would cost as much as the field.
+template <class... Output>
+bool QD_SQOrvelQuery::byName(const char* function, const char* name, Getter<Output...> getter,
+                             Output... output) const {
     return inspected(function, false, [&] {
         int index = 0;
-        return isValid() && getFieldIndex(name, index) && get(index);
+        return typeid(*this) == typeid(QD_SQOrvelQuery)
+                   ? findColumn(name, index) && read(index, output...)
+                   : getFieldIndex(name, index) && (this->*getter)(index, output...);
     });
 }
 
 bool QD_SQOrvelQuery::getIntField(const char* name, int& value) const {
     value = 0;
-    return byName("QD_SQOrvelQuery::getIntField", name, [&](int index) { return getIntField(index, value); });
+    return byName<int&>("QD_SQOrvelQuery::getIntField", name, &QD_SQOrvelQuery::getIntField, value);
 }
 
 bool QD_SQOrvelQuery::getInt64Field(const char* name, long long& value) const {
     value = 0;
-    return byName("QD_SQOrvelQuery::getInt64Field", name,
-                  [&](int index) { return getInt64Field(index, value); });
+    return byName<long long&>("QD_SQOrvelQuery::getInt64Field", name, &QD_SQOrvelQuery::getInt64Field, value);
 }
 
 bool QD_SQOrvelQuery::getDoubleField(const char* name, double& value) const {
     value = 0.0;
-    return byName("QD_SQOrvelQuery::getDoubleField", name,
-                  [&](int index) { return getDoubleField(index, value); });
+    return byName<double&>("QD_SQOrvelQuery::getDoubleField", name, &QD_SQOrvelQuery::getDoubleField, value);
 }
 
 bool QD_SQOrvelQuery::getStringField(const char* name, std::string& value) const {
-    value.clear();
-    return byName("QD_SQOrvelQuery::getStringField", name,
-                  [&](int index) { return getStringField(index, value); });
+    const bool delivered = byName<std::string&>("QD_SQOrvelQuery::getStringField", name,
+                                                &QD_SQOrvelQuery::getStringField, value);
+    if (!delivered) {
+        value.clear(); // only now: the name may lie in the value
+    }
+    return delivered;
 }
 
 bool QD_SQOrvelQuery::getBlobField(const char* name, unsigned int& size, unsigned char* buffer) const {
-    return byName("QD_SQOrvelQuery::getBlobField", name,
-                  [&](int index) { return getBlobField(index, size, buffer); });
+    return byName<unsigned int&, unsigned char*>("QD_SQOrvelQuery::getBlobField", name,
+                                                 &QD_SQOrvelQuery::getBlobField, size, buffer);
 }
 
 void QD_SQOrvelQuery::close() {
-    orvel::swallowed("QD_SQOrvelQuery::close", [&] {
+    orvel::swallowed(closeName, [&] {
         if (statement.isNull()) {
             return;
         }
-        statement->dropQuery();
+        sqlite3* const db = sqlite3_db_handle(current());
+        const int result = statement->dropQuery();
+        if (result != SQLITE_OK) {
+            reportLoss(db, result);
+        }
         statement.release();
     });
 }
 
-bool QD_SQOrvelQuery::isValid() const { return current() != nullptr; }
+/// What the statement has changed could not be committed.
+void QD_SQOrvelQuery::reportLoss(sqlite3* db, int result) noexcept {
+    connection->noteFailure(db, result);
+    orvel::swallowed(closeName, [&] {
+        orvel::logCatch(orvel::CatchForm::swallowed, closeName, orvel::Where::current().line(),
+                        orvel::sqliteMessage(db, result).c_str());
+    });
+}
+
+bool QD_SQOrvelQuery::askForEncoding() const {
+    const bool isUtf8 = platform::narrowIsUtf8();
+    encoding = isUtf8 ? Encoding::utf8 : Encoding::other;
+    return isUtf8;
+}
 
 bool QD_SQOrvelQuery::isFieldNull(int index) const {
     return inspected("QD_SQOrvelQuery::isFieldNull", false,
@@ -261,8 +362,10 @@ bool QD_SQOrvelQuery::isFieldNull(int index) const {
 }
 
 bool QD_SQOrvelQuery::isFieldNull(const char* name) const {
-    return byName("QD_SQOrvelQuery::isFieldNull", name,
-                  [&](int index) { return fieldDataType(index) == SQLITE_NULL; });
+    return inspected("QD_SQOrvelQuery::isFieldNull", false, [&] {
+        int index = 0;
+        return getFieldIndex(name, index) && fieldDataType(index) == SQLITE_NULL;
+    });
 }
 
 int QD_SQOrvelQuery::fieldDataType(int index) const {
@@ -272,13 +375,4 @@ int QD_SQOrvelQuery::fieldDataType(int index) const {
         }
         return sqlite3_column_type(current(), index);
     });
-}
-
-sqlite3_stmt* QD_SQOrvelQuery::current() const { return statement.isValid() ? statement->get() : nullptr; }
-
-sqlite3_value* QD_SQOrvelQuery::valueAt(int index) const { return sqlite3_column_value(current(), index); }
-
-/// NULL counts only within the current row; outside it SQLite's answers are passed on as they are.
-bool QD_SQOrvelQuery::isNullValue(int index, sqlite3_value* value) const {
-    return index >= 0 && index < fieldCount && sqlite3_value_type(value) == SQLITE_NULL;
 }

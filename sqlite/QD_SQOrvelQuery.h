@@ -1,6 +1,7 @@
 #ifndef QD_SQORVEL_QUERY_H
 #define QD_SQORVEL_QUERY_H
 
+#include <optional>
 #include <string>
 
 #include "QD_OrvelQuery.h"
@@ -46,7 +47,7 @@ public:
     bool getInt64Field(int index, long long& value) const override;
     bool getDoubleField(const char* name, double& value) const override;
     bool getDoubleField(int index, double& value) const override;
-    bool getStringField(const char* name, std::string& value) const override;
+    bool getStringField(const char* name, std::string& value) const override; ///< `name` may lie in `value`
     bool getStringField(int index, std::string& value) const override;
     bool getBlobField(const char* name, unsigned int& size, unsigned char* buffer) const override;
     bool getBlobField(int index, unsigned int& size, unsigned char* buffer) const override;
@@ -62,10 +63,13 @@ protected:
 
 private:
     friend class QD_SQOrvelCommand;
+    friend class QD_SQOrvelConnection;
 
     QD_SQOrvelConnectionHandle connection;
     QD_OrvelTypedHandle<orvel::SqliteStatement> statement;
     bool atEnd = true;
+    enum class Encoding : unsigned char { unasked, utf8, other };
+    mutable Encoding encoding = Encoding::unasked; // of narrow text, asked once a row at most
     int fieldCount = 0;
 
     QD_SQOrvelQuery();
@@ -73,15 +77,33 @@ private:
 
     void share(orvel::SqliteStatement* shared);
     sqlite3_stmt* current() const;
-    int columnNamed(const char* name) const;
     sqlite3_value* valueAt(int index) const;
     bool isNullValue(int index, sqlite3_value* value) const;
+    std::optional<int> start();
+    void step();
+    void reportLoss(sqlite3* db, int result) noexcept;
     [[noreturn]] void fail(int stepResult);
 
-    template <class Number>
-    bool readNumber(const char* function, int index, Number& value, Number (*convert)(sqlite3_value*)) const;
-    template <class Get>
-    bool byName(const char* function, const char* name, Get get) const;
+    bool isNarrowUtf8() const {
+        return encoding == Encoding::unasked ? askForEncoding() : encoding == Encoding::utf8;
+    }
+    bool askForEncoding() const;
+    int columnNamedNarrow(const char* name) const;
+    void assignNarrow(std::string& narrow, const char* utf8, std::size_t length) const;
+
+    bool findColumn(const char* name, int& index) const;
+    // Of a statement that is there, into outputs that have their preset.
+    bool read(int index, int& value) const;
+    bool read(int index, long long& value) const;
+    bool read(int index, double& value) const;
+    bool read(int index, std::string& value) const;
+    bool read(int index, unsigned int& size, unsigned char* buffer) const;
+    template <auto Convert, class Number>
+    bool readNumber(int index, Number& value) const;
+    template <class... Output>
+    using Getter = bool (QD_SQOrvelQuery::*)(int, Output...) const;
+    template <class... Output>
+    bool byName(const char* function, const char* name, Getter<Output...> getter, Output... output) const;
 };
 
 #endif

@@ -11,6 +11,8 @@
 #include <utility>
 
 #include "QD_SQOrvelException.h"
+#include "tests/support/diagnostic_lines.h"
+#include "tests/support/large_text.h"
 #include "tests/support/locale.h"
 #include "tests/support/sqlite_test.h"
 
@@ -48,19 +50,13 @@ TEST_F(SqliteConnection, opensTheFileOfThatNameInThatDirectory) {
     EXPECT_TRUE(rows() == 4 && std::filesystem::exists("file:x/Parts.db3"));
 }
 
-TEST_F(SqliteConnection, aFailingOpenNamesTheFileAndAClosedOneRefusesStatements) {
+TEST_F(SqliteConnection, aFailingOpenNamesTheFile) {
     connection->close();
     connection->close();
     expectError([&] { connection->open("Parts", "missing", 0); },
                 {4, 14, "unable to open database file missing\\Parts.db3", traceOf("open open")});
     EXPECT_THROW(connection->open("Parts", "missing", 0), QD_SQOrvelException);
     EXPECT_FALSE(connection->isOpen());
-    for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
-        expectError([&] { connection->open(empty, nullptr, 0); },
-                    {23, 0, "", traceOf("QD_OrvelTools::throwOnNullOrEmptyString open")});
-        EXPECT_EQ(connection->execNoQuery(empty, 0) + connection->execQueryScalar(empty, 0), 0);
-    }
-    expectError([&] { run(" "); }, notOpenIn("checkDB execNoQuery"));
     EXPECT_STREQ(connection->getProvider(), "SQLITE");
     EXPECT_STREQ(connection->getVersion(), "3.3.5");
     EXPECT_TRUE(!connection->isClientServer() && connection->getLastInsertedId() == 0);
@@ -155,11 +151,18 @@ TEST_F(SqliteConnection, anotherNarrowEncodingIsConvertedOnEveryWay) {
 }
 
 TEST_F(SqliteConnection, closingLeavesLivingStatementsWorkingAndTheLastOfThemClosesTheFile) {
-    run("CREATE TABLE t (a); INSERT INTO t VALUES (1), (2); BEGIN IMMEDIATE");
-    QD_OrvelQueryHandle reading = query("SELECT a FROM t");
+    run("CREATE TABLE t (a); INSERT INTO t VALUES (1), (2)");
     QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (3), (4)");
+    probe->beginTransaction(2, "");
+    run("DELETE FROM t");
     connection->close();
-    EXPECT_FALSE(connection->isOpen());
+    EXPECT_FALSE(connection->isOpen() || isLocked())
+        << "the transaction is rolled back and keeps nobody from writing";
+    expectError([&] { probe->abortTransaction(""); }, notOpenIn("checkDB abortTransaction"));
+    connection->open("Parts", nullptr, 0);
+    insert = (run("BEGIN IMMEDIATE"), command("INSERT INTO t VALUES (3), (4)"));
+    QD_OrvelQueryHandle reading = query("SELECT a FROM t");
+    connection->close();
     EXPECT_EQ(insert->execNoQuery(0), 2);
     reading->nextRow();
     int value = 0;
@@ -170,14 +173,60 @@ TEST_F(SqliteConnection, closingLeavesLivingStatementsWorkingAndTheLastOfThemClo
     reading->close();
     EXPECT_FALSE(isLocked() || reading->getIntField(0, value));
     EXPECT_FALSE(reading->eof()) << "closing does not change what was reported";
+    reading->nextRow();
+    EXPECT_TRUE(reading->eof() && reading->numFields() == 1) << "only the end is set";
 
     connection->open("Parts", nullptr, 0);
     run("BEGIN IMMEDIATE");
     reading = query("SELECT COUNT(*) FROM t");
     connection.release(); // the query keeps it
-    EXPECT_TRUE(reading->getIntField(0, value) && value == 2 && isLocked());
+    EXPECT_TRUE(reading->getIntField(0, value) && value == 4 && isLocked());
     reading.release();
     EXPECT_FALSE(isLocked()) << "going closes it";
+}
+
+TEST_F(SqliteConnection, closedItTellsWhyItsStatementsFailAllTheSame) {
+    run("CREATE TABLE t (a UNIQUE); INSERT INTO t VALUES (1)");
+    const QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (1)");
+    const QD_OrvelCommandHandle surplus = command("DELETE FROM t");
+    const QD_OrvelCommandHandle stale = command("SELECT * FROM t");
+    const QD_OrvelQueryHandle failing = query("SELECT 1 UNION ALL SELECT abs(-9223372036854775807 - 1)");
+    connection->close();
+    surplus->addIntParam(1);
+    expectError([&] { insert->execNoQuery(0); },
+                {34, 1, "constraint failed", traceOf("execNoQuery execNoQuery", "QD_SQOrvelCommand")});
+    expectError([&] { surplus->execNoQuery(0); }, {27, 25, "column index out of range",
+                                                   traceOf("applyParams execNoQuery", "QD_SQOrvelCommand")});
+    const DiagnosticLines lines;
+    failing->nextRow();
+    EXPECT_THAT(DiagnosticLines::all(),
+                testing::ElementsAre(testing::HasSubstr("Provider: SQL logic error (1)")));
+    opened()->execNoQuery("CREATE TABLE u (a)", 0);
+    expectError([&] { stale->execQuery(0); }, notOpenIn("checkDB compile QD_SQOrvelCommand::execQuery"));
+}
+
+/// Overrides `close` against its contract.
+class ThrowingAtClose : public SqliteProbe {
+public:
+    using SqliteProbe::SqliteProbe;
+    void close() override { throw 1; }
+};
+
+TEST_F(SqliteConnection, aCloseThatThrowsReplacesNoFailureAndLeavesNothingOpen) {
+    connection = QD_OrvelConnectionHandle(new ThrowingAtClose(config));
+    const DiagnosticLines lines;
+    expectError([&] { connection->open("Parts", "missing", 0); },
+                {4, 14, "unable to open database file missing\\Parts.db3", traceOf("open open")});
+    EXPECT_FALSE(connection->isOpen());
+    EXPECT_THAT(DiagnosticLines::all(),
+                testing::ElementsAre(testing::StartsWith("CATCH... : QD_SQOrvelInterface")));
+}
+
+TEST_F(SqliteConnection, aTextLongerThanSqliteCountsIsRefusedWhole) {
+    run("CREATE TABLE t (a); INSERT INTO t VALUES (1)");
+    const LargeText sql("DELETE FROM t", "WHERE a = 0");
+    EXPECT_EQ(errorOf([&] { connection->execNoQuery(sql.get(), 0); }).provText, "string or blob too big");
+    EXPECT_EQ(rows(), 1);
 }
 
 TEST_F(SqliteConnection, tracesTheTextAsGivenBeforeItRuns) {
@@ -195,7 +244,13 @@ TEST_F(SqliteConnection, tracesTheTextAsGivenBeforeItRuns) {
 
 class SqliteTransaction : public SqliteTest {
 protected:
-    SqliteTransaction() { run("CREATE TABLE t (a)"); }
+    using Way = std::function<void(const char*)>;
+    const Way byConnection = [&](const char* sql) { run(sql); };
+    const Way byQuery = [&](const char* sql) { query(sql); };
+    const Way byCommand = [&](const char* sql) { command(sql)->execNoQuery(0); };
+    const Way byCommandsQuery = [&](const char* sql) { command(sql)->execQuery(0); };
+
+    SqliteTransaction() { run("CREATE TABLE t (a UNIQUE); CREATE TABLE u (a)"); }
 
     void expectNothingToAbort() const {
         expectError([&] { probe->abortTransaction(""); }, {18, 0, "", traceOf("abortTransaction")});
@@ -247,9 +302,6 @@ TEST_F(SqliteTransaction, aBusyCommitIsUndoneByTheAbortThatFollows) {
 }
 
 TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
-    using Way = std::function<void(const char*)>;
-    const Way anyWay[] = {[&](const char* sql) { run(sql); }, [&](const char* sql) { query(sql); },
-                          [&](const char* sql) { command(sql)->execNoQuery(0); }};
     const Way reopen = [&](const char*) {
         connection->close();
         connection->open("Parts", nullptr, 0);
@@ -260,15 +312,77 @@ TEST_F(SqliteTransaction, oneThatTheApplicationOpensItselfIsNotTouched) {
         query("COMMIT");
         EXPECT_EQ(errorOf([&] { probe->abortTransaction(""); }).code, 34);
     };
-    for (const auto& begin : anyWay) {
-        for (const auto& end : {anyWay[0], anyWay[2], reopen, behindItsBack}) {
+    for (const auto& begin : {byConnection, byQuery, byCommand}) {
+        for (const auto& end : {byConnection, byCommand, reopen, behindItsBack}) {
             failCommit();
             end("COMMIT");
             begin("BEGIN");
             expectNothingToAbort();
-            EXPECT_NO_THROW(run("COMMIT"));
+            EXPECT_NO_THROW(run("DELETE FROM t; COMMIT"));
         }
     }
+    failCommit();
+    run("COMMIT; BEGIN; INSERT INTO t VALUES (2)"); // one text ends the one and begins the other
+    expectNothingToAbort();
+    EXPECT_NO_THROW(run("COMMIT"));
+    EXPECT_EQ(rows(), 2);
+}
+
+TEST_F(SqliteTransaction, oneThatSqliteEndedRunsNothingMoreAndCannotBeCommitted) {
+    run("INSERT INTO t VALUES (1);"
+        "CREATE TRIGGER r BEFORE INSERT ON u BEGIN SELECT RAISE(ROLLBACK, 'no \u00fc'); END");
+    const std::string twice = "UNIQUE constraint failed: t.a", full = "database or disk is full";
+    const char* const rollBack = "INSERT OR ROLLBACK INTO t VALUES (1)";
+    const Way byNextRow = [&](const char*) { query("INSERT OR ROLLBACK INTO t VALUES (9)")->nextRow(); };
+    using Row = std::tuple<Way, const char*, std::string>;
+    for (const auto& [fail, sql, reason] :
+         {Row{byConnection, rollBack, twice}, Row{byQuery, rollBack, twice}, Row{byCommand, rollBack, twice},
+          Row{byCommandsQuery, rollBack, twice}, Row{byNextRow, "", twice},
+          Row{byConnection, "INSERT INTO t VALUES (zeroblob(9000000))", full},
+          Row{byCommand, "INSERT INTO u VALUES (1)", "no \u00fc"}}) {
+        const auto expectRefused = [&, &why = reason](const Way& use, const std::string& functions) {
+            expectError([&] { use("INSERT INTO t VALUES (3) RETURNING a"); },
+                        {34, 4, "The transaction was rolled back by SQLite: " + why,
+                         traceOf("checkTransaction " + functions)});
+        };
+        run("PRAGMA max_page_count = 1000");
+        const QD_OrvelCommandHandle prepared = command("INSERT INTO t VALUES (4)");
+        for (const bool commits : {true, false}) {
+            probe->beginTransaction(0, "");
+            probe->beginTransaction(0, "");
+            const QD_OrvelQueryHandle ended = query("INSERT INTO t VALUES (2)");
+            errorOf([&, &failing = fail, &text = sql] { failing(text); });
+            expectRefused(byConnection, "execNoQuery");
+            expectRefused(byQuery, "execQuery");
+            expectRefused([&](const char*) { prepared->execNoQuery(0); }, "QD_SQOrvelCommand::execNoQuery");
+            expectRefused(byCommandsQuery, "QD_SQOrvelCommand::execQuery");
+            ended->nextRow(); // would insert again
+            EXPECT_NO_THROW(probe->commitTransaction("")) << "the inner one only counts";
+            if (commits) {
+                expectRefused([&](const char*) { probe->commitTransaction(""); }, "commitTransaction");
+            } else {
+                EXPECT_EQ(tracedBy([&] { probe->abortTransaction(""); }), "");
+            }
+            EXPECT_EQ(rows(), 1) << reason;
+        }
+        prepared->execNoQuery(0); // as if nothing had happened
+        run("DELETE FROM t WHERE a = 4");
+    }
+}
+
+TEST_F(SqliteTransaction, oneThatTheApplicationEndedItselfRunsOnOutsideOfIt) {
+    run("INSERT INTO t VALUES (1)");
+    for (const Way& end : {byConnection, byQuery, byCommand, byCommandsQuery}) {
+        for (const char* sql : {"COMMIT", "ROLLBACK"}) {
+            probe->beginTransaction(0, "");
+            end(sql);
+            EXPECT_EQ(errorOf([&] { run("INSERT OR ROLLBACK INTO t VALUES (1)"); }).provCode, 19U);
+            EXPECT_NO_THROW(run("INSERT INTO t SELECT max(a) + 1 FROM t"));
+            EXPECT_EQ(errorOf([&] { probe->commitTransaction(""); }).provText,
+                      "cannot commit - no transaction is active");
+        }
+    }
+    EXPECT_EQ(rows(), 9);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <sqlite3.h>
 
 #include <array>
-#include <sstream>
 #include <utility>
 
 #include "tests/support/diagnostic_lines.h"
@@ -15,25 +14,7 @@ namespace {
 using namespace orvel::tests;
 using testing::ElementsAre;
 
-class SqliteQuery : public SqliteTest {
-protected:
-    /// What every getter answers and leaves: int, 64 bits, double, text, length of the blob.
-    template <class Key>
-    static std::string read(const QD_OrvelQueryHandle& rows, Key key) {
-        int integer = 9;
-        long long wide = 9;
-        double real = 9;
-        std::string text = "before";
-        unsigned int size = 9;
-        std::ostringstream out;
-        out << rows->getIntField(key, integer) << ':' << integer << ' ';
-        out << rows->getInt64Field(key, wide) << ':' << wide << ' ';
-        out << rows->getDoubleField(key, real) << ':' << real << ' ';
-        out << rows->getStringField(key, text) << ':' << text << ' ';
-        out << rows->getBlobField(key, size, nullptr) << ':' << size;
-        return out.str();
-    }
-};
+using SqliteQuery = SqliteTest;
 const char* const nothing = "0:0 0:0 0:0 0: 0:9";
 
 TEST_F(SqliteQuery, convertsValuesAsSqliteDoes) {
@@ -45,14 +26,15 @@ TEST_F(SqliteQuery, convertsValuesAsSqliteDoes) {
           Row{"''", "1:0 1:0 1:0 1: 0:0"}, Row{"x''", "1:0 1:0 1:0 1: 0:0"},
           Row{"'\u20ac'", "1:0 1:0 1:0 1:\u20ac 1:3"}, Row{"NULL", nothing}}) {
         const QD_OrvelQueryHandle rows = query(std::string("SELECT ") + value + " AS a");
-        EXPECT_EQ(read(rows, 0), expected);
-        EXPECT_EQ(read(rows, "a"), expected);
+        EXPECT_EQ(allOf(rows, 0), expected);
+        EXPECT_EQ(allOf(rows, "a"), expected);
     }
     EXPECT_EQ(text("SELECT CAST(x'610062' AS TEXT)"), std::string("a\0b", 3));
     for (const auto& [sql, first] :
          {std::pair("SELECT 7, 8 UNION ALL SELECT 9, 10", 7), {"SELECT NULL", 0}, {"SELECT 1 WHERE 0", 0}}) {
         EXPECT_EQ(ask(sql), first) << sql;
     }
+    EXPECT_EQ(query("SELECT 1 WHERE 0")->numFields(), 0);
 }
 
 TEST_F(SqliteQuery, findsByNameWhatIsThereNow) {
@@ -64,8 +46,7 @@ TEST_F(SqliteQuery, findsByNameWhatIsThereNow) {
         const QD_OrvelQueryHandle rows = all->execQuery(0);
         rows->nextRow(); // the first row of a command has no names
         for (const char* const name : {"a", "b", "a", "a", "b", "b", "a"}) { // in one order and in others
-            int value = 0;
-            EXPECT_TRUE(rows->getIntField(name, value) && value == (*name == 'a' ? 1 : 2)) << change << name;
+            EXPECT_EQ(numberOf(rows, name), *name == 'a' ? "1" : "2") << change << name;
         }
     }
 }
@@ -77,38 +58,56 @@ TEST_F(SqliteQuery, readsItsRowsUpToItsEnd) {
     int index = 9;
     for (const char* unknown : {static_cast<const char*>(nullptr), "", "ID", "id ", "i"}) {
         EXPECT_FALSE(rows->getFieldIndex(unknown, index));
-        EXPECT_EQ(read(rows, unknown), nothing);
+        EXPECT_EQ(allOf(rows, unknown), nothing);
     }
     for (const int outside : {-1, 4}) {
-        EXPECT_FALSE(rows->getFieldName(outside, name) || rows->getFieldDeclType(outside, name));
-        EXPECT_EQ(read(rows, outside), "1:0 1:0 1:0 0: 0:0") << "answered by SQLite";
+        EXPECT_FALSE(rows->getFieldName(outside, name) || rows->getFieldDeclType(outside, name)) << outside;
+        EXPECT_EQ(allOf(rows, outside), "1:0 1:0 1:0 0: 0:0") << "answered by SQLite";
     }
     EXPECT_FALSE(rows->getFieldDeclType(2, name)) << "an expression";
-    EXPECT_TRUE(index == 9 && name == "before");
+    EXPECT_EQ(name + std::to_string(index), "before9");
     EXPECT_TRUE(rows->getFieldIndex("id", index) && index == 1) << "the first one of that name";
-    EXPECT_TRUE(rows->getFieldDeclType(0, name) && name == "VARCHAR(10)");
-    EXPECT_TRUE(rows->getFieldName(2, name) && name == "b || ''");
+    EXPECT_TRUE(rows->getFieldDeclType(0, name) && name == "VARCHAR(10)") << name;
+    EXPECT_TRUE(rows->getFieldName(2, name) && name == "b || ''") << name;
+    EXPECT_TRUE(rows->getStringField((name = "a").c_str(), name) && name == "1")
+        << "the name lies in the value";
     for (const char* expected : {"1:1 1:1 1:1 1:1 1:1", "1:2 1:2 1:2 1:2 1:1"}) {
         EXPECT_FALSE(rows->eof());
         EXPECT_EQ(rows->numFields(), 4);
-        EXPECT_EQ(read(rows, "a"), expected);
+        EXPECT_EQ(allOf(rows, "a"), expected);
         rows->nextRow();
     }
     EXPECT_TRUE(rows->eof());
     EXPECT_EQ(rows->numFields(), 0);
-    EXPECT_EQ(read(rows, "a"), nothing) << "no name is found without a row";
-    EXPECT_FALSE(rows->getFieldName(0, name) || rows->getFieldDeclType(0, name));
+    EXPECT_EQ(allOf(rows, "a"), nothing) << "no name is found without a row";
+    EXPECT_FALSE(rows->getFieldName(0, name) || rows->getFieldDeclType(0, name)) << name;
 }
 
-TEST_F(SqliteQuery, withoutRowsIsAtItsEndAndOfAnEmptyTextEvenWhenClosed) {
-    const QD_OrvelQueryHandle none = query("SELECT 1 WHERE 0");
-    EXPECT_TRUE(none->eof() && none->numFields() == 0);
+TEST_F(SqliteQuery, ofAnEmptyTextIsAtItsEndEvenWhenClosed) {
     connection->close();
     for (const char* sql : {static_cast<const char*>(nullptr), ""}) {
         const QD_OrvelQueryHandle rows = connection->execQuery(sql, 0);
-        EXPECT_TRUE(rows->eof() && rows->numFields() == 0);
         rows->nextRow();
-        EXPECT_EQ(read(rows, 0) + read(rows, "a"), std::string(nothing) + nothing);
+        EXPECT_TRUE(rows->eof());
+        EXPECT_EQ(std::to_string(rows->numFields()) + allOf(rows, 0) + allOf(rows, "a"),
+                  std::string("0") + nothing + nothing);
+    }
+}
+
+TEST_F(SqliteQuery, whatItsStatementHasChangedIsCommittedWhenItGoesOrLeavesALine) {
+    run("CREATE TABLE t (a)");
+    const QD_OrvelCommandHandle insert = command("INSERT INTO t VALUES (2) RETURNING a");
+    const QD_OrvelConnectionHandle reader = opened();
+    QD_OrvelQueryHandle reading = reader->execQuery("SELECT * FROM sqlite_master", 0);
+    connection->setBusyTimeout(0);
+    for (const unsigned int failing : {2U, 0U}) {
+        const DiagnosticLines lines;
+        EXPECT_EQ(ask("INSERT INTO t VALUES (1) RETURNING a"), 1);
+        insert->execQuery(0)->close();
+        EXPECT_EQ(DiagnosticLines::all().size(), failing);
+        EXPECT_THAT(DiagnosticLines::all(), testing::Each(testing::EndsWith("close - database is locked\n")));
+        EXPECT_EQ(rows(), failing == 0 ? 2 : 0);
+        reading.release(); // now nobody keeps it from committing
     }
 }
 
@@ -117,15 +116,15 @@ TEST_F(SqliteQuery, blobsFillABufferThatIsLargeEnough) {
     std::array<unsigned char, 4> buffer{9, 9, 9, 9};
     unsigned int size = 2;
     EXPECT_FALSE(rows->getBlobField("b", size, buffer.data()));
-    EXPECT_EQ(size, 3U);
     EXPECT_THAT(buffer, ElementsAre(9, 9, 9, 9));
-    EXPECT_TRUE(rows->getBlobField("b", size, buffer.data()));
+    EXPECT_TRUE(rows->getBlobField("b", size, buffer.data())) << size << " is what the first call has left";
     EXPECT_THAT(buffer, ElementsAre(0, 0xff, 0x10, 9));
 }
 
-/// Reaches the protected members.
+/// Reaches the protected members, and overrides `close` against its contract.
 class Probe : public QD_SQOrvelQuery {
 public:
+    void close() override { throw 1; }
     using QD_SQOrvelQuery::fieldDataType;
     using QD_SQOrvelQuery::isFieldNull;
     using QD_SQOrvelQuery::QD_SQOrvelQuery;
@@ -148,12 +147,19 @@ TEST_F(SqliteQuery, aStepThatFailsEndsTheCursorWithALineAndNoException) {
     const DiagnosticLines lines;
     rows->nextRow();
     EXPECT_TRUE(rows->eof());
-    EXPECT_EQ(read(rows, 0), nothing);
+    EXPECT_EQ(allOf(rows, 0), nothing);
     EXPECT_THAT(
         DiagnosticLines::all(),
         ElementsAre(testing::MatchesRegex(
             "CATCH QD_OrvelException: QD_SQOrvelInterface, Line [0-9]+, QD_SQOrvelQuery::nextRow - Orvel: "
             "Cannot retrieve record row. \\(21\\), Provider: integer overflow \\(1\\), hr: 0, .*")));
+    sqlite3_stmt* const statement = probe->compile(("SELECT 1 UNION ALL " + overflow).c_str());
+    sqlite3_step(statement);
+    Probe throwing(probe, statement, false);
+    EXPECT_NO_THROW(throwing.nextRow());
+    EXPECT_TRUE(throwing.eof() && !throwing.isFieldNull(0));
+    EXPECT_THAT(DiagnosticLines::all(), ElementsAre(testing::_, testing::StartsWith("CATCH... "),
+                                                    testing::HasSubstr("integer overflow")));
     expectError([&] { query(overflow); }, {34, 1, "integer overflow", traceOf("execQuery execQuery")});
     expectError([&] { query("-- nothing"); }, {34, 0, "not an error", traceOf("execQuery execQuery")});
     expectError(

@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <utility>
 
+#include "tests/support/refusals.h"
 #include "tests/support/sqlite_test.h"
 
 namespace {
@@ -86,33 +86,20 @@ TEST_F(SqliteSchema, listsTablesInSqlitesOrderAndFindsThemByExactName) {
     EXPECT_THAT(names, ElementsAre());
     connection->dropTable("Zoo");
     EXPECT_FALSE(connection->tableExists("Zoo"));
+    names = {"a_table_whose_name_needs_the_heap"};
+    run("CREATE TABLE " + names[0] + " (a)");
+    EXPECT_EQ(connection->getTableColumnNames(names[0].c_str(), names), 1) << "its name lies in the list";
 }
 
 TEST_F(SqliteSchema, namesAreCheckedFirstThenWhetherTheDatabaseIsOpenThenTheTemplates) {
     connection->close();
     auto& c = *connection.get();
-    const std::pair<std::string, std::function<void(const char*)>> operations[] = {
-        {"execQuery tableExists", [&](const char* n) { (void)c.tableExists(n); }},
-        {"getTableColumnNames", [&](const char* n) { c.getTableColumnNames(n, names); }},
-        {"getTableRowCount", [&](const char* n) { c.getTableRowCount(n); }},
-        {"createTable", [&](const char* n) { c.createTable(n, "t"); }},
-        {"createTable", [&](const char* n) { c.createTable("Unknown", n); }},
-        {"alterTable", [&](const char* n) { c.alterTable(n, 0, "t"); }},
-        {"alterTable", [&](const char* n) { c.alterTable("Unknown", 0, n); }},
-        {"dropTable", [&](const char* n) { c.dropTable(n); }},
-        {"databaseExists", [&](const char* n) { (void)c.databaseExists(n, ""); }},
-        {"createDatabase", [&](const char* n) { c.createDatabase(n, "x", "", 0); }},
-        {"createDatabase", [&](const char* n) { c.createDatabase("Plain", n, "", 0); }},
-        {"dropDatabase", [&](const char* n) { c.dropDatabase(n, ""); }}};
-    for (const auto& [functions, operation] : operations) {
-        const std::string name = functions.substr(functions.find(' ') + 1);
-        for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
-            expectError([&, &run = operation] { run(empty); },
-                        {23, 0, "", traceOf("QD_OrvelTools::throwOnNullOrEmptyString " + name)});
-        }
-        if (name.ends_with("Database") || name == "databaseExists") continue;
-        expectError([&, &run = operation] { run("Unknown"); }, notOpenIn("checkDB " + functions));
+    expectRefusals(c, "QD_SQOrvelConnection", notOpenIn(""));
+    for (const char* empty : {static_cast<const char*>(nullptr), ""}) {
+        expectError([&] { c.getTableColumnNames(empty, names); },
+                    {23, 0, "", traceOf("QD_OrvelTools::throwOnNullOrEmptyString getTableColumnNames")});
     }
+    expectError([&] { c.getTableColumnNames("t", names); }, notOpenIn("checkDB getTableColumnNames"));
     expectError([&] { c.getTables(names); }, notOpenIn("checkDB execQuery getTables"));
     expectError([&] { c.compressDatabase(); }, notOpenIn("checkDB compressDatabase"));
 }
@@ -154,15 +141,40 @@ TEST_F(SqliteSchema, dropsTheDatabaseThatIsOpenUnderWhateverName) {
     connection->dropDatabase("Parts", (path + "/.").c_str()); // another name of the same file
     EXPECT_FALSE(connection->isOpen() || exists("Parts"));
     EXPECT_NO_THROW(other->execNoQuery("SELECT * FROM sqlite_master", 0)) << "goes on with the deleted file";
-    expectError([&] { connection->dropDatabase("Parts", nullptr); },
-                {5, 13, "Database '.\\Parts.db3' is used by another process or access is denied",
-                 traceOf("dropDatabase dropDatabase")});
+    for (const char* left : {"Left.db3", "Left.db3-journal", "Kept.db3-wal"}) directory.write(left, "");
+    for (const char* undeletable : {"Left.db3-wal", "Kept.db3"}) {
+        std::filesystem::create_directory(undeletable);
+    }
+    for (const auto& [name, file] :
+         {std::pair("Parts", "Parts.db3"), {"Left", "Left.db3-wal"}, {"Kept", "Kept.db3"}}) {
+        expectError([&, &dropped = name] { connection->dropDatabase(dropped, nullptr); },
+                    {5, 13,
+                     std::string("Database '.\\") + file + "' is used by another process or access is denied",
+                     traceOf("dropDatabase dropDatabase")});
+    }
+    EXPECT_FALSE(exists("Left") || std::filesystem::exists("Left.db3-journal"));
+    EXPECT_TRUE(std::filesystem::exists("Kept.db3-wal")) << "belongs to a database that is still there";
+}
+
+TEST_F(SqliteSchema, aDatabaseUnderTheNameOfADroppedOneIsWholeWhateverStillWritesToTheOldOne) {
+    const char* const setUp = "PRAGMA journal_mode=WAL; CREATE TABLE t (a); INSERT INTO t VALUES (0)";
+    run(setUp);
+    const QD_OrvelCommandHandle stale = command("INSERT INTO t VALUES (1)");
+    connection->dropDatabase("Parts", nullptr);
+    connection->open("Parts", nullptr, 0);
+    run(setUp);
+    for (int row = 0; row < 60; ++row) run("INSERT INTO t VALUES (2)");
+    run("PRAGMA wal_checkpoint(RESTART); INSERT INTO t VALUES (2)");
+    EXPECT_EQ(stale->execNoQuery(0), 1) << "goes on with the deleted file";
+    for (int row = 0; row < 5; ++row) run("INSERT INTO t VALUES (2)");
+    EXPECT_EQ(opened()->execQueryScalar("SELECT COUNT(*) FROM t", 0), 67);
+    EXPECT_EQ(text("PRAGMA integrity_check"), "ok");
 }
 
 TEST_F(SqliteSchema, commandsAreReadRawUnderItsOwnKey) {
     connection->close();
-    std::string found = "before";
-    connection->getDBCommand("Ask", found, true);
+    std::string found = "Ask";
+    connection->getDBCommand(found.c_str(), found, true);
     EXPECT_EQ(found, "SELECT $(tableName)");
     connection->getDBCommand("Missing", found, false);
     EXPECT_EQ(found, "");
