@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
+#include <utility>
 
 #include "QD_ADOOrvelException.h"
 #include "QD_ADOOrvelQuery.h"
@@ -11,6 +11,7 @@
 #include "core/diagnostics.h"
 #include "platform/ado/Command.h"
 #include "platform/ado/constants.h"
+#include "platform/ado/status.h"
 #include "platform/text.h"
 
 namespace ado = orvel::platform::ado;
@@ -60,6 +61,14 @@ ado::Ref<ado::Parameter> inputParameter(ado::Command& command, std::int32_t type
     return parameter;
 }
 
+/// What declares a text: its units of UTF-16.
+std::int32_t sizeOf(const std::string& text) {
+    const std::size_t units = platform::utf16Length(text);
+    return std::in_range<std::int32_t>(units)
+               ? std::max(1, static_cast<std::int32_t>(units))
+               : throw platform::ComError(ado::adErrInvalidArgument, "The text is too long for a parameter.");
+}
+
 ado::Bytes byteArray(const unsigned char* data, int length) {
     ado::Bytes bytes(static_cast<std::size_t>(length)); // a negative length cannot be allocated
     std::memcpy(bytes.data(), data, bytes.size());
@@ -92,7 +101,7 @@ QD_OrvelQueryHandle QD_ADOOrvelCommand::execQuery(unsigned int /*flags*/) {
     return orvel::adoFramed({"QD_ADOOrvelCommand::execQuery", QD_ORVEL_ERR_SQL_STATEMENT}, command, [&] {
         orvel::traceSql(commandText.c_str());
         const auto rows = needed(command).execute(nullptr, ado::adCmdText);
-        return QD_OrvelQueryHandle(new (std::nothrow) QD_ADOOrvelQuery(rows.shared()));
+        return QD_OrvelQueryHandle(new QD_ADOOrvelQuery(rows.shared()));
     });
 }
 
@@ -103,8 +112,7 @@ void QD_ADOOrvelCommand::addStringParam(const char* text) {
             return;
         }
         const std::string utf8 = platform::narrowToUtf8(text);
-        const auto units = std::max(1, static_cast<std::int32_t>(platform::utf16Length(utf8)));
-        append(inputParameter(needed(command), ado::adBSTR, units, utf8).shared());
+        append(inputParameter(needed(command), ado::adBSTR, sizeOf(utf8), utf8).shared());
     });
 }
 

@@ -15,8 +15,9 @@ class Parameter;
 /// A command on a client/server engine; see QD_OrvelCommand for what every command promises.
 ///
 /// What is wrong with its text shows when it is run. It can be run again after a failure. 64-bit integers are
-/// declared as decimals and travel as the whole numbers that they are. Once its connection or the command
-/// itself is closed, every operation fails with its own code.
+/// declared as decimals and travel as the whole numbers that they are. It needs one parameter for each marker, and
+/// takes no more than 32767: anything else is an error when it is run, with status 0x800A0E7C when there are too
+/// many. Once its connection or the command itself is closed, every operation fails with its own code.
 class QD_ORVEL_EXPORT QD_ADOOrvelCommand : public QD_OrvelCommand {
 public:
     /// @param attached        a command that knows its connection

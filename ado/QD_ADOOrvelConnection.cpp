@@ -14,6 +14,7 @@
 #include "core/first_field.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
+#include "platform/secret_text.h"
 #include "platform/text.h"
 
 namespace ado = orvel::platform::ado;
@@ -65,19 +66,29 @@ QD_ADOOrvelConnection::QD_ADOOrvelConnection(const QD_ADOOrvelConnection& other)
 QD_ADOOrvelConnection::~QD_ADOOrvelConnection() { QD_ADOOrvelConnection::close(); }
 
 void QD_ADOOrvelConnection::open(const char* name, const char* /*path*/, unsigned int /*flags*/) {
-    adoFramed({"QD_ADOOrvelConnection::open", QD_ORVEL_ERR_OPEN_DATABASE}, connection, [&] {
-        for (const char* text : {name, database.c_str(), instance.c_str()}) {
-            QD_OrvelTools::throwOnNullOrEmptyString(text);
+    bool entered = false;
+    try {
+        adoFramed({"QD_ADOOrvelConnection::open", QD_ORVEL_ERR_OPEN_DATABASE}, connection, [&] {
+            for (const char* text : {name, database.c_str(), instance.c_str()}) {
+                QD_OrvelTools::throwOnNullOrEmptyString(text);
+            }
+            connection.reset(); // goes even when no other can be made
+            connection = ado::createObject<ado::Connection>().shared();
+            const platform::SecretText narrow(connectionString(name));
+            const platform::SecretText utf8(platform::narrowToUtf8(narrow.text));
+            setBusyTimeout(timeoutMs);
+            needed(connection).open(utf8.text, "", "", 0);
+            entered = true;
+            providerName = platform::utf8ToNarrow(connection->provider());
+            providerVersion = platform::utf8ToNarrow(connection->version());
+            dbName = name;
+        });
+    } catch (...) {
+        if (entered) { // an open that fails leaves nothing open; here, as closing takes the engine's words along
+            QD_ADOOrvelConnection::close();
         }
-        connection.reset(); // goes even when no other can be made
-        connection = ado::createObject<ado::Connection>().shared();
-        const std::string text = platform::narrowToUtf8(connectionString(name));
-        setBusyTimeout(timeoutMs);
-        needed(connection).open(text, "", "", 0);
-        providerName = platform::utf8ToNarrow(connection->provider());
-        providerVersion = platform::utf8ToNarrow(connection->version());
-        dbName = name;
-    });
+        throw;
+    }
 }
 
 std::string QD_ADOOrvelConnection::connectionString(const char* name) {
@@ -128,12 +139,12 @@ int QD_ADOOrvelConnection::execNoQuery(const char* sql, unsigned int /*flags*/) 
 QD_OrvelQueryHandle QD_ADOOrvelConnection::execQuery(const char* sql, unsigned int /*flags*/) {
     return adoFramed({"QD_ADOOrvelConnection::execQuery", QD_ORVEL_ERR_SQL_QUERY}, connection, [&] {
         if (isNullOrEmpty(sql)) {
-            return QD_OrvelQueryHandle(new (std::nothrow) QD_ADOOrvelQuery(nullptr));
+            return QD_OrvelQueryHandle(new QD_ADOOrvelQuery(nullptr));
         }
         checkDB();
         orvel::traceSql(sql);
         const auto rows = connection->execute(platform::narrowToUtf8(sql), nullptr, 0);
-        return QD_OrvelQueryHandle(new (std::nothrow) QD_ADOOrvelQuery(rows.shared()));
+        return QD_OrvelQueryHandle(new QD_ADOOrvelQuery(rows.shared()));
     });
 }
 
@@ -148,7 +159,7 @@ QD_OrvelCommandHandle QD_ADOOrvelConnection::createCommand(const char* sql, unsi
         const auto made = ado::createObject<ado::Command>();
         made->setActiveConnection(connection);
         made->setCommandTimeout(wholeSeconds(timeoutMs));
-        return QD_OrvelCommandHandle(new (std::nothrow) QD_ADOOrvelCommand(made.shared(), sql, flags));
+        return QD_OrvelCommandHandle(new QD_ADOOrvelCommand(made.shared(), sql, flags));
     });
 }
 
@@ -197,7 +208,7 @@ void QD_ADOOrvelConnection::getDBPathName(const char* name, const char* director
             out = serverDirectory;
         }
     }
-    if (out.empty() || out.back() != '\\') {
+    if (!platform::narrowEndsWith(out, '\\')) {
         out += '\\';
     }
     out += name;

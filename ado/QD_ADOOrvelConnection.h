@@ -20,6 +20,12 @@ class Connection;
 ///
 /// Errors of the engine arrive as QD_ADOOrvelException with the engine's own code and text and a status code;
 /// a lock that could not be had, a deadlock and a serialization failure are all QD_ORVEL_ERR_BUSY.
+///
+/// A transaction keeps all of its work or none. A commit that raises has kept nothing, unless its status is 0x8004D016: then
+/// the answer to it was lost, and nobody knows. With status 0x8004D019 it was refused: the engine had rolled the transaction
+/// back, its session was lost, or a query in it ended before its last row, which `nextRow` cannot tell. A commit that returns
+/// has happened, whatever is lost behind it. When a rollback fails, the session is given up: no later call on the connection
+/// reaches the engine.
 class QD_ORVEL_EXPORT QD_ADOOrvelConnection : public QD_OrvelConnection {
 public:
     /// A new connection, closed; the handle is empty when memory is exhausted.
@@ -44,8 +50,8 @@ public:
     void open(const char* name, const char* path, unsigned int flags) override;
     bool isOpen() const override;
 
-    /// Really disconnects; a transaction that is open is rolled back. Commands and queries made from the
-    /// connection are of no use afterwards.
+    /// Really disconnects; a transaction that is open is rolled back. Commands made from the connection fail
+    /// afterwards, queries end with the rows that are in memory.
     void close() override;
 
     int getTables(std::vector<std::string>& names) override;
@@ -130,6 +136,7 @@ private:
     std::string command(const char* name, const char* placeholder, const char* value);
     void runTableTemplate(const char* tableID, const char* templateName, const char* tableName,
                           bool required);
+    void putIsolationLevelBack(const char* function) noexcept;
     void rollBackFailedCommit() noexcept;
 };
 

@@ -8,6 +8,7 @@
 #include "QD_OrvelTransaction.h"
 #include "ado/com_error_translation.h"
 #include "platform/ado/constants.h"
+#include "platform/ado/status.h"
 
 namespace ado = orvel::platform::ado;
 using orvel::adoFramed;
@@ -56,7 +57,7 @@ void QD_ADOOrvelConnection::commitTransaction(const char* /*name*/) {
         commitFailed = true;
         connection->commitTrans();
         commitFailed = false;
-        connection->setIsolationLevel(ado::adXactReadCommitted);
+        putIsolationLevelBack(function);
     });
 }
 
@@ -73,25 +74,33 @@ void QD_ADOOrvelConnection::abortTransaction(const char* /*name*/) {
         }
         checkDB();
         connection->rollbackTrans();
-        connection->setIsolationLevel(ado::adXactReadCommitted);
+        putIsolationLevelBack(function);
     });
+}
+
+/// The transaction has ended as its caller wanted: what fails from here on must not be told as if it had not.
+void QD_ADOOrvelConnection::putIsolationLevelBack(const char* function) noexcept {
+    orvel::adoSwallowed(function, connection,
+                        [&] { connection->setIsolationLevel(ado::adXactReadCommitted); });
 }
 
 /// A commit that failed may have left the engine's transaction open while the count says that it is over. The
 /// abort that then comes from the transaction object's end still fails, but takes the transaction with it.
 void QD_ADOOrvelConnection::rollBackFailedCommit() noexcept {
+    constexpr const char* function = "QD_ADOOrvelConnection::abortTransaction";
     if (!std::exchange(commitFailed, false) || connection == nullptr) {
         return;
     }
-    const auto attempt = [](auto step) noexcept {
+    orvel::adoSwallowed(function, connection, [&] {
         try {
-            step();
-        } catch (...) {
-            return; // no transaction was open, or nothing can be reached any more
+            connection->rollbackTrans();
+        } catch (const orvel::platform::ComError& error) {
+            if (error.hresult() != ado::xactNoTransaction) { // the failed commit has ended it, as it should
+                throw;
+            }
         }
-    };
-    attempt([&] { connection->rollbackTrans(); });
-    attempt([&] { connection->setIsolationLevel(ado::adXactReadCommitted); });
+    });
+    putIsolationLevelBack(function);
 }
 
 long long QD_ADOOrvelConnection::getLastInsertedId() {

@@ -1,5 +1,6 @@
 #include "QD_ADOOrvelQuery.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -7,6 +8,7 @@
 #include "ado/com_error_translation.h"
 #include "platform/ado/Recordset.h"
 #include "platform/ado/constants.h"
+#include "platform/ado/status.h"
 #include "platform/text.h"
 
 namespace ado = orvel::platform::ado;
@@ -19,6 +21,39 @@ namespace {
 long long digitsOf(const ado::Decimal& decimal) {
     const std::uint64_t magnitude = decimal.low;
     return static_cast<long long>(decimal.sign == ado::Decimal::negative ? 0 - magnitude : magnitude);
+}
+
+/// Copies a binary value; `size` is the buffer's at first, and then the value's.
+bool takeBytes(ado::Field& field, unsigned int& size, unsigned char* buffer) {
+    const unsigned int capacity = size;
+    const std::int32_t length = field.actualSize();
+    size = static_cast<unsigned int>(std::max(length, 0)); // below 0 it is not known
+    if (length < 0) {
+        throw platform::ComError(platform::eUnexpected, "A value has no size.");
+    }
+    if (size == 0 || buffer == nullptr || capacity < size) {
+        return size != 0 && buffer == nullptr;
+    }
+    const ado::Variant chunk = field.getChunk(length);
+    const auto* const bytes = std::get_if<ado::Bytes>(&chunk);
+    if (bytes == nullptr || bytes->size() < size) {
+        return false;
+    }
+    std::memcpy(buffer, bytes->data(), size);
+    return true;
+}
+
+/// Runs a read. Without a current row there is no value, which is no failure: rows may be read until there is none.
+template <class Read>
+bool fromCurrentRow(Read read) {
+    try {
+        return read();
+    } catch (const platform::ComError& error) {
+        if (error.hresult() != ado::adErrNoCurrentRecord) {
+            throw;
+        }
+        return false;
+    }
 }
 
 } // namespace
@@ -101,16 +136,15 @@ bool QD_ADOOrvelQuery::getFieldDeclType(int index, std::string& type) const {
 /// Hands the value of a field to `take`, unless there is none.
 template <class Take>
 bool QD_ADOOrvelQuery::takeValue(const char* name, int index, Take take) const {
-    if (recordset == nullptr) {
-        return false;
-    }
-    const auto column = field(name, index);
-    const ado::Variant& content = column->value();
-    if (ado::isEmptyOrNull(content)) {
-        return false;
-    }
-    take(content);
-    return true;
+    return fields != nullptr && fromCurrentRow([&] {
+               const auto column = field(name, index);
+               const ado::Variant& content = column->value();
+               if (ado::isEmptyOrNull(content)) {
+                   return false;
+               }
+               take(content);
+               return true;
+           });
 }
 
 bool QD_ADOOrvelQuery::_getIntField(const char* name, int index, int& value) const {
@@ -142,29 +176,10 @@ bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string&
 
 bool QD_ADOOrvelQuery::_getBlobField(const char* name, int index, unsigned int& size,
                                      unsigned char* buffer) const {
-    if (recordset == nullptr) {
-        return false;
-    }
-    const unsigned int capacity = size;
-    const auto column = field(name, index);
-    const std::int32_t length = column->actualSize();
-    size = static_cast<unsigned int>(length);
-    if (size == 0) {
-        return false;
-    }
-    if (buffer == nullptr) {
-        return true;
-    }
-    if (capacity < size) {
-        return false;
-    }
-    const ado::Variant chunk = column->getChunk(length);
-    const auto* const bytes = std::get_if<ado::Bytes>(&chunk);
-    if (bytes == nullptr || bytes->size() < size) {
-        return false;
-    }
-    std::memcpy(buffer, bytes->data(), size);
-    return true;
+    return fields != nullptr && fromCurrentRow([&] {
+               const auto column = field(name, index);
+               return takeBytes(*column, size, buffer);
+           });
 }
 
 bool QD_ADOOrvelQuery::getIntField(const char* name, int& value) const {

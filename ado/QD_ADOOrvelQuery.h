@@ -22,7 +22,11 @@ class Recordset;
 /// The getters find a name in any letter case, `getFieldIndex` only exactly. `numFields` is 0 for a result
 /// that was empty from the start and stays the number of columns at the end of one that was not.
 ///
-/// Once its connection is closed, the cursor is of no use.
+/// Without a current row every getter answers false, and logs nothing: rows may be read until there is none.
+///
+/// A cursor that outlives its connection, closed or gone, delivers the rows that it has in memory and then ends. Unless
+/// these were certainly all, `nextRow` logs that it was cut off, as it logs any failure that ends a scan; outside of a
+/// transaction, whose commit fails then, that line is the only sign.
 class QD_ORVEL_EXPORT QD_ADOOrvelQuery : public QD_OrvelQuery {
 public:
     /// @param rows  null: a cursor at its end

@@ -38,12 +38,24 @@ ProviderErrors collectProviderErrors(const AdoConnection& connection) noexcept {
     return result;
 }
 
+/// Logs the words for a status; without memory for them, the line all the same.
+void logStatus(const char* name, const platform::ComError& error, unsigned int line) noexcept {
+    try {
+        logCatch(CatchForm::comError, name, line, error.message().c_str());
+    } catch (...) {
+        logCatch(CatchForm::comError, name, line, "There is no memory for the reason");
+    }
+}
+
 /// Logs a failure of the object model in the words of the engine, or else in those for its status.
 ProviderErrors logComError(const char* name, const AdoConnection& connection, const platform::ComError& error,
-                           unsigned int line) {
+                           unsigned int line) noexcept {
     ProviderErrors errors = collectProviderErrors(connection);
-    const std::string& words = errors.collected ? errors.text : error.message();
-    logCatch(CatchForm::comError, name, line, words.c_str());
+    if (errors.collected) {
+        logCatch(CatchForm::comError, name, line, errors.text.c_str());
+    } else {
+        logStatus(name, error, line);
+    }
     return errors;
 }
 
@@ -57,7 +69,7 @@ void translateComError(const char* name, QD_OrvelError code, const AdoConnection
         throw;
     } catch (const platform::ComError& error) {
         const ProviderErrors errors = logComError(name, connection, error, line);
-        const std::string text = errors.collected ? errors.text : error.description();
+        const std::string& text = errors.collected ? errors.text : error.description();
         throw QD_ADOOrvelException(code, name, static_cast<std::uint32_t>(errors.code), text.c_str(),
                                    error.hresult());
     } catch (...) {

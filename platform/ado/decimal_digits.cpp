@@ -9,6 +9,7 @@ namespace {
 using namespace orvel::platform::ado;
 
 constexpr int largestExponent = 1000;
+constexpr std::size_t longestNumber = 1'000'000; // no engine's has as many digits, and scales fit an int
 
 /// The magnitude of a decimal, lowest word first.
 using Words = std::array<std::uint32_t, 3>;
@@ -104,6 +105,9 @@ namespace orvel::platform::ado {
 
 bool DecimalDigits::parse(std::string_view text) {
     text = trimmed(text);
+    if (text.size() > longestNumber) {
+        return false;
+    }
     negative = takeSign(text);
     digits.clear();
     scale = 0;

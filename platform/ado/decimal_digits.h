@@ -15,7 +15,7 @@ struct DecimalDigits {
     bool negative = false;
 
     /// Reads an optional sign, digits with an optional point, and an optional exponent; blanks around do no
-    /// harm. False when `text` is anything else, or has an exponent of more than a thousand.
+    /// harm. False when `text` is anything else, has an exponent of more than a thousand or more than a million characters.
     bool parse(std::string_view text);
 
     static DecimalDigits of(const Decimal& decimal);

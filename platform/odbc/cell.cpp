@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "platform/ado/constants.h"
+#include "platform/ado/status.h"
+#include "platform/hresult.h"
 #include "platform/odbc/column.h"
 
 namespace {
@@ -76,7 +79,7 @@ void readCell(const Column& column, const Cell& cell, Variant& value) {
         value = numberOf<std::uint64_t>(cell);
         break;
     case CellKind::single:
-        value = numberOf<float>(cell);
+        value = static_cast<float>(numberOf<double>(cell));
         break;
     case CellKind::real:
         value = numberOf<double>(cell);
@@ -99,7 +102,7 @@ void readCell(const Column& column, const Cell& cell, Variant& value) {
     }
 }
 
-std::int32_t actualSize(const Column& column, const Cell& cell) noexcept {
+std::int32_t actualSize(const Column& column, const Cell& cell) {
     if (cell.length == SQL_NULL_DATA) {
         return 0;
     }
@@ -120,7 +123,9 @@ std::int32_t actualSize(const Column& column, const Cell& cell) noexcept {
     case adDouble:
         return 8;
     default:
-        return static_cast<std::int32_t>(cell.length);
+        return std::in_range<std::int32_t>(cell.length)
+                   ? static_cast<std::int32_t>(cell.length)
+                   : throw ComError(dbDataOverflow, "The value has 2 GiB or more.");
     }
 }
 

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "platform/ado/constants.h"
-#include "platform/odbc/session.h"
+#include "platform/odbc/statement.h"
 
 namespace {
 
@@ -67,16 +67,16 @@ const TypeMapping& mappingOf(SQLSMALLINT sqlType) noexcept {
     return mapping != std::end(mappings) ? *mapping : otherType;
 }
 
-SQLLEN numberAttribute(SQLHSTMT statement, SQLUSMALLINT number, SQLUSMALLINT attribute) {
+SQLLEN numberAttribute(Statement& statement, SQLUSMALLINT number, SQLUSMALLINT attribute) {
     SQLLEN value = 0;
-    SQLColAttribute(statement, number, attribute, nullptr, 0, nullptr, &value);
+    statement.check(SQLColAttribute(statement.get(), number, attribute, nullptr, 0, nullptr, &value));
     return value;
 }
 
-std::string typeName(SQLHSTMT statement, SQLUSMALLINT number) {
+std::string typeName(Statement& statement, SQLUSMALLINT number) {
     std::array<char, 128> name{};
-    SQLColAttribute(statement, number, SQL_DESC_TYPE_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()),
-                    nullptr, nullptr);
+    statement.check(SQLColAttribute(statement.get(), number, SQL_DESC_TYPE_NAME, name.data(),
+                                    static_cast<SQLSMALLINT>(name.size()), nullptr, nullptr));
     return name.data();
 }
 
@@ -99,8 +99,9 @@ std::size_t decimalBound(const Description& description, const EngineTraits& tra
                : 0;
 }
 
-std::size_t textBound(SQLHSTMT statement, SQLUSMALLINT number, const Description& description, SQLLEN octets,
-                      const EngineTraits& traits) {
+std::size_t textBound(Statement& statement, SQLUSMALLINT number, const Description& description,
+                      SQLLEN octets) {
+    const EngineTraits& traits = statement.session().traits();
     if (description.size == 0 || description.size >= traits.unlimitedTextSize || octets > largestBound) {
         return 0;
     }
@@ -121,15 +122,13 @@ std::size_t bytesBound(SQLLEN octets, const EngineTraits& traits) {
     return honest && octets > 0 && octets <= largestBound ? static_cast<std::size_t>(octets) : 0;
 }
 
-std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Column& column, SQLLEN octets,
-                    const EngineTraits& traits) {
+std::size_t boundOf(Statement& statement, SQLUSMALLINT number, const Column& column, SQLLEN octets) {
     constexpr std::size_t guidBound = 64;
+    const EngineTraits& traits = statement.session().traits();
     const Description& description = column.description;
     switch (column.kind) {
     case CellKind::boolean:
         return sizeof(unsigned char);
-    case CellKind::single:
-        return sizeof(float);
     case CellKind::decimal:
         return decimalBound(description, traits);
     case CellKind::date:
@@ -138,32 +137,29 @@ std::size_t boundOf(SQLHSTMT statement, SQLUSMALLINT number, const Column& colum
         return bytesBound(octets, traits);
     case CellKind::text:
         return description.sqlType == SQL_GUID ? guidBound
-                                               : textBound(statement, number, description, octets, traits);
+                                               : textBound(statement, number, description, octets);
     default:
         return sizeof(std::int64_t);
     }
 }
 
 /// Asks with room for a name of `name.size()`; afterwards `name` is the name, or too short for it.
-bool ask(SQLHSTMT statement, SQLUSMALLINT number, std::span<char> name, SQLSMALLINT& length,
-         Description& description) {
+SQLRETURN ask(SQLHSTMT statement, SQLUSMALLINT number, std::span<char> name, SQLSMALLINT& length,
+              Description& description) {
     SQLSMALLINT nullable = 0;
-    return succeeded(SQLDescribeCol(statement, number, reinterpret_cast<SQLCHAR*>(name.data()),
-                                    static_cast<SQLSMALLINT>(name.size()), &length, &description.sqlType,
-                                    &description.size, &description.scale, &nullable));
+    return SQLDescribeCol(statement, number, reinterpret_cast<SQLCHAR*>(name.data()),
+                          static_cast<SQLSMALLINT>(name.size()), &length, &description.sqlType,
+                          &description.size, &description.scale, &nullable);
 }
 
-Description describe(SQLHSTMT statement, SQLUSMALLINT number) {
+Description describe(Statement& statement, SQLUSMALLINT number) {
     Description description;
     std::string name(commonNameSize, '\0');
     SQLSMALLINT length = 0;
-    bool known = ask(statement, number, name, length, description);
-    if (known && static_cast<std::size_t>(length) >= name.size()) {
+    statement.check(ask(statement.get(), number, name, length, description));
+    if (static_cast<std::size_t>(length) >= name.size()) {
         name.resize(static_cast<std::size_t>(length) + 1);
-        known = ask(statement, number, name, length, description);
-    }
-    if (!known) {
-        description.sqlType = SQL_UNKNOWN_TYPE;
+        statement.check(ask(statement.get(), number, name, length, description));
     }
     name.resize(std::strlen(name.c_str()));
     description.name = std::move(name);
@@ -174,7 +170,7 @@ Description describe(SQLHSTMT statement, SQLUSMALLINT number) {
 
 namespace orvel::platform::odbc {
 
-Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTraits& traits) {
+Column describeColumn(Statement& statement, SQLUSMALLINT number) {
     Column column;
     column.description = describe(statement, number);
     const TypeMapping& mapping = mappingOf(column.description.sqlType);
@@ -189,7 +185,7 @@ Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTrait
     if (mapping.kind == CellKind::text || mapping.kind == CellKind::bytes) {
         octets = numberAttribute(statement, number, SQL_DESC_OCTET_LENGTH);
     }
-    column.bound = boundOf(statement, number, column, octets, traits);
+    column.bound = boundOf(statement, number, column, octets);
     return column;
 }
 
@@ -197,9 +193,9 @@ bool isDescribedAs(SQLHSTMT statement, SQLUSMALLINT number, const Column& column
     std::array<char, commonNameSize> name{};
     SQLSMALLINT length = 0;
     Description now;
-    return ask(statement, number, name, length, now) && now.sqlType == column.description.sqlType &&
-           now.size == column.description.size && now.scale == column.description.scale &&
-           column.description.name == name.data();
+    return succeeded(ask(statement, number, name, length, now)) &&
+           now.sqlType == column.description.sqlType && now.size == column.description.size &&
+           now.scale == column.description.scale && column.description.name == name.data();
 }
 
 SQLSMALLINT Column::transferType() const noexcept {
@@ -208,8 +204,7 @@ SQLSMALLINT Column::transferType() const noexcept {
         return SQL_C_SBIGINT;
     case CellKind::unsignedInteger:
         return SQL_C_UBIGINT;
-    case CellKind::single:
-        return SQL_C_FLOAT;
+    case CellKind::single: // MariaDB's driver writes blocks of singles as if each had 8 bytes
     case CellKind::real:
         return SQL_C_DOUBLE;
     case CellKind::boolean:

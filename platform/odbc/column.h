@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "platform/ado/Variant.h"
@@ -10,7 +11,7 @@
 
 namespace orvel::platform::odbc {
 
-struct EngineTraits;
+class Statement;
 
 /// What a column's values become.
 enum class CellKind : std::uint8_t {
@@ -52,10 +53,16 @@ struct Column {
     std::size_t terminator() const noexcept;
     /// Values vary in length, so one that is longer than was described would show in its length.
     bool variesInLength() const noexcept { return terminator() > 0 || kind == CellKind::bytes; }
+    /// What stands in the place of a length until the driver has told it. Some drivers tell it only for NULL where
+    /// every value has the same size; a length that varies must be told.
+    SQLLEN untoldLength() const noexcept {
+        return variesInLength() ? std::numeric_limits<SQLLEN>::min() : static_cast<SQLLEN>(bound);
+    }
 };
 
 /// The column with this number (from 1) of a statement's result.
-Column describeColumn(SQLHSTMT statement, SQLUSMALLINT number, const EngineTraits& traits);
+/// @throws ComError  the driver does not describe it
+Column describeColumn(Statement& statement, SQLUSMALLINT number);
 
 /// Whether the driver still says the same of it: enough when the statement is the same, and cheaper.
 bool isDescribedAs(SQLHSTMT statement, SQLUSMALLINT number, const Column& column);
@@ -70,7 +77,8 @@ struct Cell {
 void readCell(const Column& column, const Cell& cell, ado::Variant& value);
 
 /// What a value takes: of numbers the size of their type, of texts and binaries their own.
-std::int32_t actualSize(const Column& column, const Cell& cell) noexcept;
+/// @throws ComError  DB_E_DATAOVERFLOW for a size that has no place in 32 bits
+std::int32_t actualSize(const Column& column, const Cell& cell);
 
 } // namespace orvel::platform::odbc
 

@@ -1,6 +1,7 @@
 #include "platform/odbc/command.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
@@ -11,6 +12,13 @@ namespace orvel::platform::ado {
 Ref<Command> makeCommand() { return std::make_shared<odbc::Command>(); }
 
 } // namespace orvel::platform::ado
+
+namespace {
+
+/// What drivers count in 16 bits with a sign. Beyond it they crash, or lose the session.
+constexpr std::size_t mostParameters = std::numeric_limits<SQLSMALLINT>::max();
+
+} // namespace
 
 namespace orvel::platform::odbc {
 
@@ -29,6 +37,8 @@ void Command::setCommandTimeout(std::int32_t seconds) { timeout = std::max(secon
 
 void Command::setCommandText(const std::string& newText) {
     text = newText;
+    questionMarks = static_cast<std::size_t>(std::ranges::count(text, '?'));
+    markers.reset();
     forgetStatements();
     executedBefore = false;
 }
@@ -68,8 +78,12 @@ ado::Ref<ado::Recordset> Command::execute(ado::Variant* recordsAffected, std::in
         throw ComError(ado::adErrInvalidConnection, "The command has no connection.");
     }
     beginCall();
+    if (parameterList->all().size() > mostParameters) {
+        throw ComError(ado::adErrInvalidParamInfo, "The command has more than 32767 parameters.");
+    }
     Execution& execution = freeExecution();
     try {
+        requireMarkers(execution);
         bindParameters(execution);
         run(execution);
         auto rows = connection->deliver(execution.statement, recordsAffected, options);
@@ -110,6 +124,31 @@ void Command::Execution::forgetBindings() noexcept {
     }
 }
 
+/// Drivers ignore parameters without a marker: where a reset was forgotten, the old values would go in again.
+void Command::requireMarkers(Execution& execution) {
+    const std::size_t given = parameterList->all().size();
+    if (given == 0) {
+        return;
+    }
+    if (!markers) {
+        markers = countMarkers(execution);
+    }
+    if (given > *markers || *markers > mostParameters) {
+        throw ComError(ado::adErrInvalidParamInfo, "The command has " + std::to_string(given) +
+                                                       " parameters for " + std::to_string(*markers) +
+                                                       " markers.");
+    }
+}
+
+/// As the driver reads the text, which no other reader of strings, names and comments would know for sure.
+std::size_t Command::countMarkers(Execution& execution) const {
+    const std::size_t counted = execution.statement->countMarkers(text);
+    execution.prepared = execution.statement->session().traits().directPreparesAnyway;
+    constexpr std::size_t wrapsAfter = std::size_t{1} << 16U;
+    return counted + wrapsAfter <= questionMarks ? questionMarks
+                                                 : counted; // of so many, any number is suspect
+}
+
 void Command::bindParameters(Execution& execution) const {
     const auto& parameters = parameterList->all();
     auto& [statement, buffers, prepared] = execution;
@@ -129,9 +168,10 @@ void Command::bindParameters(Execution& execution) const {
 void Command::run(Execution& execution) {
     // A marker in a text without parameters is told apart only by preparing: sent directly it breaks the
     // protocol there.
-    const bool preparesAnyway = execution.statement->session().traits().directPreparesAnyway &&
-                                (!execution.buffers.empty() || text.find('?') != std::string::npos);
-    const bool again = std::exchange(executedBefore, true);
+    const EngineTraits& traits = execution.statement->session().traits();
+    const bool preparesAnyway =
+        traits.directPreparesAnyway && (!execution.buffers.empty() || questionMarks != 0);
+    const bool again = std::exchange(executedBefore, true) && questionMarks <= traits.mostPreparedMarkers;
     if (execution.prepared || again || preparesAnyway) {
         runPrepared(execution);
     } else {
@@ -152,7 +192,7 @@ void Command::runPrepared(Execution& execution) const {
     } catch (const ComError&) {
         const auto& reasons = connection->errorList().all();
         const Session& session = statement.session();
-        if (reasons.empty() || session.transactionSpoiled() ||
+        if (reasons.empty() || session.transactionState() == ado::TransactionState::spoiled ||
             !meansPlanOutdated(reasons.front(), session.traits().engine)) {
             throw;
         }

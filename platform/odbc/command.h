@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/ado/Command.h"
@@ -31,6 +32,8 @@ public:
 private:
     std::shared_ptr<Connection> connection;
     std::string text;
+    std::size_t questionMarks = 0;      ///< of the text: at least one for each marker
+    std::optional<std::size_t> markers; ///< known once a parameter was given for one
     std::int32_t timeout = 0;
     std::shared_ptr<ParameterList> parameterList = std::make_shared<ParameterList>();
     /// A statement with what is bound to it.
@@ -48,6 +51,8 @@ private:
     Execution& freeExecution();
     void forgetStatements() noexcept;
     void beginCall() const noexcept;
+    void requireMarkers(Execution& execution);
+    std::size_t countMarkers(Execution& execution) const;
     void bindParameters(Execution& execution) const;
     void run(Execution& execution);
     void runPrepared(Execution& execution) const;

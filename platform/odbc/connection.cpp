@@ -9,6 +9,7 @@
 #include "platform/odbc/connection_string.h"
 #include "platform/odbc/recordset.h"
 #include "platform/odbc/statement.h"
+#include "platform/secret_text.h"
 
 namespace orvel::platform::ado {
 
@@ -37,8 +38,7 @@ void Connection::open(const std::string& connectionString, const std::string& us
     if (options != 0) {
         throw ComError(ado::adErrInvalidArgument, "A connection opens without options.");
     }
-    SecretText whole;
-    whole.text = driverConnectionString(connectionString, userId, password);
+    const SecretText whole(driverConnectionString(connectionString, userId, password));
     auto opened = std::make_shared<Session>(whole.text, connectionTimeout, errorsOfLastCall);
     if (isolationLevel != 0) {
         opened->setIsolationLevel(isolationLevel);

@@ -1,7 +1,6 @@
 #include "platform/odbc/connection_string.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "platform/ado/ascii_case.h"
 
@@ -41,6 +40,16 @@ std::size_t endOfEntry(std::string_view connectionString) noexcept {
     return closing == std::string_view::npos ? end : connectionString.find(';', closing);
 }
 
+/// How long the keyword of a password and its equals sign are at the front of a text; 0 when there is none.
+std::size_t passwordKeyword(std::string_view text) noexcept {
+    for (const std::string_view keyword : {"PWD=", "PASSWORD="}) {
+        if (text.size() >= keyword.size() && startsWithIgnoringCase(text, keyword)) {
+            return keyword.size();
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 namespace orvel::platform::odbc {
@@ -69,6 +78,17 @@ std::string keywordValue(std::string_view connectionString, std::string_view key
     return {};
 }
 
-void wipe(std::string& text) noexcept { explicit_bzero(text.data(), text.size()); }
+void hidePasswords(std::string& message) {
+    for (std::size_t position = 0; position < message.size(); ++position) {
+        const std::size_t value = position + passwordKeyword(std::string_view(message).substr(position));
+        if (value > position) {
+            // To the semicolon or, in braces, to the last one that closes: rather too much than too little.
+            const std::size_t end = message.find(
+                ';', message.substr(value, 1) == "{" ? std::max(value, message.rfind('}') + 1) : value);
+            message.replace(value, std::min(end, message.size()) - value, "***");
+            position = value;
+        }
+    }
+}
 
 } // namespace orvel::platform::odbc

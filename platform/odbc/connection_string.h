@@ -15,18 +15,9 @@ std::string driverConnectionString(std::string_view given, std::string_view user
 /// value, with nothing to be found in it.
 std::string keywordValue(std::string_view connectionString, std::string_view keyword);
 
-/// Overwrites a text that holds a secret.
-void wipe(std::string& text) noexcept;
-
-/// A text that is overwritten when its time is over.
-struct SecretText {
-    std::string text;
-
-    SecretText() = default;
-    SecretText(const SecretText&) = delete;
-    SecretText& operator=(const SecretText&) = delete;
-    ~SecretText() { wipe(text); }
-};
+/// Replaces the value behind every "PWD=" and "PASSWORD=" of a message. A name with a brace in it can make a driver take
+/// the rest of the connection string for a part of that name, and show it.
+void hidePasswords(std::string& message);
 
 } // namespace orvel::platform::odbc
 

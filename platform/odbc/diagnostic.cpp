@@ -37,6 +37,7 @@ constexpr NativeStatus mariadbStatuses[] = {
     {1143, dbPermissionDenied},
     {1205, dbResourceLocked},
     {1227, dbPermissionDenied},
+    {1265, dbCantConvertValue},
     {1290, dbReadOnly},
     {1317, dbCanceled},
     {1370, dbPermissionDenied},
@@ -143,11 +144,14 @@ std::uint32_t statusOfState(std::string_view sqlState) noexcept {
     return category != std::end(classes) ? category->status : eFail;
 }
 
-// Shut down, killed, gone, lost, lost while something else was done.
-constexpr std::int32_t mariadbLosses[] = {1053, 1927, 2006, 2013, 2055};
+// Shut down, killed, gone, lost, lost while something else was done, a broken pipe.
+constexpr std::int32_t mariadbLosses[] = {1053, 1927, 2006, 2013, 2055, 5014};
 
 // Commands out of sync, malformed packet.
 constexpr std::int32_t mariadbMisunderstandings[] = {2014, 2027};
+
+// The row has changed since it was read, the lock table is full, and the three that an XA transaction has.
+constexpr std::int32_t mariadbRollbacks[] = {1020, 1206, 1402, 1613, 1614};
 
 bool isOneOf(std::string_view state, std::initializer_list<std::string_view> list) noexcept {
     return std::ranges::find(list, state) != list.end();
@@ -221,13 +225,24 @@ bool meansOutOfStep(const Diagnostic& diagnostic, Engine engine) noexcept {
 }
 
 bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept {
-    return (engine == Engine::mariadb || engine == Engine::sqlServer) && diagnostic.sqlState == "40001";
+    return ((engine == Engine::mariadb || engine == Engine::sqlServer) && diagnostic.sqlState == "40001") ||
+           (engine == Engine::mariadb && isOneOf(diagnostic.nativeError, mariadbRollbacks));
+}
+
+bool mayMeanTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept {
+    constexpr std::int32_t lockWaitTimeout = 1205; // undoes the transaction where the server is set so
+    return engine == Engine::postgresql || engine == Engine::sqlite ||
+           (engine == Engine::mariadb && diagnostic.nativeError == lockWaitTimeout);
 }
 
 bool meansPlanOutdated(const Diagnostic& diagnostic, Engine engine) noexcept {
     constexpr std::int32_t otherColumns = 2057;
     return (engine == Engine::postgresql && diagnostic.sqlState == "0A000") ||
            (engine == Engine::mariadb && diagnostic.nativeError == otherColumns);
+}
+
+bool meansRefused(const Diagnostic& diagnostic, Engine engine) noexcept {
+    return engine == Engine::mariadb && diagnostic.nativeError != 0;
 }
 
 std::vector<Diagnostic> readDiagnostics(std::int16_t handleType, void* handle) {

@@ -37,8 +37,15 @@ bool meansOutOfStep(const Diagnostic& diagnostic, Engine engine) noexcept;
 /// The engine has undone not only the statement, but its whole transaction.
 bool meansTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept;
 
+/// The engine may have undone the whole transaction; only a question tells.
+bool mayMeanTransactionUndone(const Diagnostic& diagnostic, Engine engine) noexcept;
+
 /// A table has changed under a prepared statement: it runs again once it is prepared anew.
 bool meansPlanOutdated(const Diagnostic& diagnostic, Engine engine) noexcept;
+
+/// The server has refused the statement, whatever the driver's call answers: MariaDB's driver calls an error with the
+/// SQLSTATE of a warning a success. The server's warnings for what was done are no records of this driver.
+bool meansRefused(const Diagnostic& diagnostic, Engine engine) noexcept;
 
 /// All records of a handle, most important first. To be called before any other call on the handle: that
 /// replaces them.

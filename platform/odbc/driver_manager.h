@@ -4,6 +4,7 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -54,9 +55,14 @@ inline bool succeeded(SQLRETURN code) noexcept {
 }
 
 /// The interface takes texts it only reads as if it wrote them.
-inline SQLCHAR* sqlText(const std::string& text) noexcept {
-    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
+inline SQLCHAR* sqlText(const char* text) noexcept {
+    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text));
 }
+inline SQLCHAR* sqlText(const std::string& text) noexcept { return sqlText(text.c_str()); }
+
+/// Texts and values are shorter than this: servers take no message of 1 GiB, PostgreSQL's driver never comes back from
+/// one, and lengths of texts have 32 bits in the interface.
+inline constexpr std::size_t lengthLimit = std::size_t{1} << 30U;
 
 /// Attributes that are numbers travel in a pointer.
 // NOLINTNEXTLINE(performance-no-int-to-ptr): it is never one to anything

@@ -219,6 +219,9 @@ ParameterBuffer::Binding ParameterBuffer::takeBytes(const ado::Variant& value) {
 ParameterBuffer::Binding ParameterBuffer::takeRaw(const char* data, std::size_t size,
                                                   SQLSMALLINT transferType, SQLSMALLINT sqlType) {
     constexpr std::size_t leastCapacity = 256;
+    if (size >= lengthLimit) {
+        throw ComError(dbDataOverflow, "The value of a parameter has 1 GiB or more.");
+    }
     if (bytes.size() < size || bytes.empty()) {
         bytes.resize(std::max({leastCapacity, size, bytes.size() * 2}));
     }

@@ -67,7 +67,12 @@ bool Recordset::eof() {
 
 void Recordset::moveNext() {
     requireRow();
-    advance();
+    try {
+        advance();
+    } catch (...) {
+        statement->session().noteBrokenScan();
+        throw;
+    }
 }
 
 ado::Ref<ado::Fields> Recordset::fields() { return shared_from_this(); }

@@ -30,7 +30,7 @@ void ResultReader::begin(SQLSMALLINT columnCount, bool samePlan) {
     std::vector<Column> columns;
     columns.reserve(static_cast<std::size_t>(columnCount));
     for (SQLUSMALLINT number = 1; number <= columnCount; ++number) {
-        columns.push_back(describeColumn(statement.get(), number, statement.session().traits()));
+        columns.push_back(describeColumn(statement, number));
     }
     if (!isBound || columns != described) {
         isBound = false; // first: without memory, nothing below can be relied on
@@ -80,6 +80,7 @@ void ResultReader::layOut() {
         storages.push_back(std::move(storage));
     }
     rowStates.assign(blockSize, SQL_ROW_SUCCESS);
+    writtenRows = blockSize;
     setLimits();
 }
 
@@ -124,23 +125,48 @@ bool ResultReader::next() {
     return true;
 }
 
+/// What a driver leaves alone, as MariaDB's the length of a bit that is not NULL, must not show the row before.
+void ResultReader::resetIndicators() noexcept {
+    for (std::size_t column = 0; column < boundColumns; ++column) {
+        std::fill_n(storages[column].lengths.get(), writtenRows, described[column].untoldLength());
+    }
+    std::fill_n(rowStates.begin(), writtenRows, SQLUSMALLINT{SQL_ROW_SUCCESS});
+    writtenRows = 0;
+}
+
 bool ResultReader::fetchBlock() {
+    const bool hadTheLastRow = rowsInBlock > 0 && rowsInBlock < blockSize;
     rowsInBlock = row = 0;
     if (!statement.isUsable()) {
-        return false;
+        if (hadTheLastRow) {
+            return false;
+        }
+        throw ComError(ado::adErrInvalidConnection,
+                       "The connection was closed before the last row was read.");
     }
+    resetIndicators();
     const SQLRETURN code = SQLFetch(statement.get());
     if (code == SQL_NO_DATA) {
         return false;
     }
+    writtenRows = blockSize;
     if (!succeeded(code)) {
         rowsInBlock = 0; // a driver may have counted rows that are not there
         statement.check(code);
     }
+    requireBlock();
+    writtenRows = rowsInBlock;
     for (std::size_t column = boundColumns; column < described.size(); ++column) {
         readPieces(column);
     }
-    return rowsInBlock > 0;
+    return true;
+}
+
+/// A success has rows, as many as there is room for at most: without their number they would be lost in silence.
+void ResultReader::requireBlock() const {
+    if (rowsInBlock == 0 || rowsInBlock > blockSize) {
+        throw ComError(eFail, "The driver did not say how many rows it has delivered.");
+    }
 }
 
 /// Keeps the first `have` bytes, with place for `wanted` more.
@@ -163,17 +189,21 @@ void ResultReader::readPieces(std::size_t index) {
     std::size_t wanted = firstPiece;
     for (;;) {
         storage.makeRoom(have, wanted);
-        SQLLEN remaining = 0;
+        SQLLEN remaining = column.untoldLength();
         const SQLRETURN code =
             SQLGetData(statement.get(), static_cast<SQLUSMALLINT>(index + 1), column.transferType(),
                        storage.data.get() + have, static_cast<SQLLEN>(storage.capacity - have), &remaining);
-        if (code == SQL_NO_DATA) {
+        if (code == SQL_NO_DATA && column.variesInLength()) {
             break; // the last piece ended where the value did
         }
         statement.check(code);
         if (remaining == SQL_NULL_DATA) {
             storage.lengths[0] = SQL_NULL_DATA;
             return;
+        }
+        if (remaining < 0 && remaining != SQL_NO_TOTAL) {
+            throw ComError(eFail, "The driver did not say how long a value of column \"" +
+                                      column.description.name + "\" is.");
         }
         const std::size_t room = storage.capacity - have - column.terminator();
         if (remaining != SQL_NO_TOTAL && static_cast<std::size_t>(remaining) <= room) {
@@ -188,15 +218,15 @@ void ResultReader::readPieces(std::size_t index) {
 
 /// What was bound with a limit must have kept to it: nothing is ever cut in silence.
 void ResultReader::requireWholeRow() const {
-    if (rowStates[row] == SQL_ROW_ERROR) {
+    if (rowStates[row] == SQL_ROW_ERROR || rowStates[row] == SQL_ROW_NOROW) {
         throw ComError(eFail, "The driver could not deliver a row.");
     }
     for (const Limit& limit : limits) {
         const SQLLEN length = limit.lengths[row];
-        if (length > limit.most || length == SQL_NO_TOTAL) {
-            throw ComError(ado::dbDataOverflow, "A value of column \"" +
-                                                    described[limit.column].description.name +
-                                                    "\" is longer than the driver described it.");
+        if (length > limit.most || length < SQL_NULL_DATA) {
+            throw ComError(ado::dbDataOverflow,
+                           "A value of column \"" + described[limit.column].description.name +
+                               "\" is longer than the driver described it, or of no length.");
         }
     }
 }

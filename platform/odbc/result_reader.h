@@ -26,8 +26,8 @@ public:
     /// Gets ready for a new result, before its first row.
     /// @param samePlan  the statement is the one of the result before, prepared
     void begin(SQLSMALLINT columnCount, bool samePlan);
-    /// False at the end. After a failure, and once the connection is closed and the block is read, there are
-    /// no more rows.
+    /// False at the end. After a failure there are no more rows.
+    /// @throws ComError  3709 when the connection was closed before the last row had come
     bool next();
     /// Lets the driver fetch single rows, into no memory.
     void unbind();
@@ -65,13 +65,16 @@ private:
     std::size_t blockSize = 0;
     SQLULEN rowsInBlock = 0;
     std::size_t row = 0;
+    std::size_t writtenRows = 0; ///< of the memory, by the fetch before
     bool isBound = false;
 
     bool isDescribedAsBefore(SQLSMALLINT columnCount) const;
     void layOut();
     void setLimits();
     void bind();
+    void resetIndicators() noexcept;
     bool fetchBlock();
+    void requireBlock() const;
     void readPieces(std::size_t column);
     void requireWholeRow() const;
 };

@@ -11,6 +11,7 @@
 #include "platform/ado/status.h"
 #include "platform/odbc/connection_string.h"
 #include "platform/odbc/statement.h"
+#include "platform/secret_text.h"
 #include "platform/text.h"
 
 namespace {
@@ -69,7 +70,7 @@ Session::Session(const std::string& connectionString, std::int32_t loginTimeout,
         const std::lock_guard guard(driverMutex());
         connect(connectionString, loginTimeout, completed.text);
     }
-    open = true;
+    link = Link::connected;
     try {
         learnTraits(completed.text.empty() ? connectionString : completed.text, completed.text.empty());
     } catch (...) {
@@ -140,6 +141,8 @@ void Session::learnTraits(const std::string& connectionString, bool unknownOptio
         engineTraits.directPreparesAnyway = true;
     }
     if (engineTraits.engine == Engine::postgresql) {
+        // The server describes each with 4 bytes in a message whose length the client takes for an error from 30,000 on.
+        engineTraits.mostPreparedMarkers = 7000;
         // Otherwise it is the encoding of the environment, in which this driver then takes our UTF-8.
         SQLCHAR useUtf8[] = "SET client_encoding TO 'UTF8'";
         const StatementHandle statement = allocateStatement();
@@ -166,12 +169,12 @@ void Session::disconnect() noexcept {
         statement->abandon();
     }
     statements.clear();
-    if (open && inTransaction) {
+    if (link == Link::connected && transaction.isOpen()) {
         SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK);
     }
-    inTransaction = false;
+    transaction.lose();
     const std::lock_guard guard(driverMutex());
-    if (std::exchange(open, false)) {
+    if (std::exchange(link, Link::closed) != Link::closed) {
         SQLDisconnect(connection.get());
     }
     connection.reset();
@@ -186,12 +189,7 @@ StatementHandle Session::allocateStatement() {
 
 void Session::dismiss(const Statement& statement) noexcept { std::erase(statements, &statement); }
 
-void Session::setIsolationLevel(std::int32_t level) {
-    wantedIsolation = isolationOf(level);
-    if (!inTransaction) {
-        applyIsolation();
-    }
-}
+void Session::setIsolationLevel(std::int32_t level) { wantedIsolation = isolationOf(level); }
 
 void Session::applyIsolation() {
     if (wantedIsolation != 0 && wantedIsolation != isolation) {
@@ -200,127 +198,207 @@ void Session::applyIsolation() {
     }
 }
 
-void Session::begin() {
-    if (inTransaction) {
-        throw ComError(ado::xactTransactionExists, "There is a transaction already.");
+void Session::prepareForStatement() {
+    if (!transaction.isOpen()) {
+        applyIsolation();
+    } else if (transaction.state() == ado::TransactionState::doubtful) {
+        settleDoubt(); // now: with this statement the driver may begin another transaction without a word
     }
+}
+
+void Session::begin() {
+    transaction.requireNone();
     applyIsolation(); // too late once the transaction has begun
     check(SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_OFF), 0));
-    inTransaction = true;
-    spoiled = false;
-    hasWork = false;
-    doubtful = false;
-    ++transactions;
+    transaction.begin();
 }
 
-void Session::requireTransaction() const {
-    if (!open) {
-        throw ComError(eFail, "The connection was lost.");
+/// The driver may have noticed the loss in a call whose result is not told: dropping a statement or a cursor.
+void Session::noticeLoss() {
+    // Other drivers would have to ask the server.
+    if (engineTraits.engine == Engine::postgresql && link == Link::connected &&
+        driverOption(SQL_ATTR_CONNECTION_DEAD, SQL_CD_FALSE) == SQL_CD_TRUE) {
+        link = Link::lost;
     }
-    if (!inTransaction) {
-        throw ComError(ado::xactNoTransaction, "There is no transaction.");
+    if (link != Link::connected) {
+        transaction.lose();
     }
-}
-
-/// Whether the driver has found out by itself, in a call whose result nobody sees: dropping a statement or a cursor.
-bool Session::isKnownToBeDead() {
-    // Others have to ask the server.
-    return engineTraits.engine == Engine::postgresql &&
-           driverOption(SQL_ATTR_CONNECTION_DEAD, SQL_CD_FALSE) == SQL_CD_TRUE;
 }
 
 void Session::commit() {
-    requireTransaction();
-    lost = lost || isKnownToBeDead();
-    if (lost) { // drivers report success here: there is nobody left to ask
+    noticeLoss(); // drivers report success for the commit of a session that is gone
+    settleDoubt();
+    try {
+        transaction.requireCommittable();
+    } catch (const ComError&) {
         abandonTransaction();
-        throw ComError(ado::xactAborted, "The connection was lost before the commit: nothing was kept.");
-    }
-    if (spoiled || (doubtful && hasLostItsTransaction())) {
-        abandonTransaction();
-        throw ComError(ado::xactAborted,
-                       "A statement failed and took its transaction along: nothing was kept.");
+        throw;
     }
     if (!succeeded(SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_COMMIT))) {
-        auto diagnostics = readDiagnostics(SQL_HANDLE_DBC, connection.get());
-        abandonTransaction(); // also where the engine would let it be committed again: nobody could ask for
-                              // that
-        const bool inDoubt = !diagnostics.empty() && diagnostics.front().sqlState != notConnected &&
-                             meansConnectionLost(diagnostics.front(), engineTraits.engine);
-        raise(std::move(diagnostics), inDoubt ? ado::xactInDoubt : std::uint32_t{0});
+        failCommit();
     }
     leaveTransaction();
+}
+
+/// The transaction ends here also where the engine would let it be committed again: no caller could ask for that.
+void Session::failCommit() {
+    std::vector<Diagnostic> diagnostics;
+    try {
+        diagnostics = readDiagnostics(SQL_HANDLE_DBC, connection.get());
+    } catch (...) { // without memory for the reason, it is not known whether the engine has committed
+        abandonTransaction();
+        throw ComError(ado::xactInDoubt, {});
+    }
+    const bool inDoubt = !diagnostics.empty() && diagnostics.front().sqlState != notConnected &&
+                         meansConnectionLost(diagnostics.front(), engineTraits.engine);
+    abandonTransaction();
+    raise(std::move(diagnostics), inDoubt ? ado::xactInDoubt : std::uint32_t{0});
 }
 
 void Session::rollback() {
-    requireTransaction();
-    const SQLRETURN code = SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK);
-    auto diagnostics =
-        succeeded(code) ? std::vector<Diagnostic>{} : readDiagnostics(SQL_HANDLE_DBC, connection.get());
-    leaveTransaction();
-    if (!succeeded(code)) {
-        raise(std::move(diagnostics));
+    transaction.requireOpen();
+    if (link == Link::closed) {
+        transaction.end();
+        throw ComError(eFail, "The connection was lost.");
     }
+    if (succeeded(SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK))) {
+        leaveTransaction();
+        return;
+    }
+    link = Link::lost; // nothing more is sent: autocommit would commit what is still open
+    const auto giveUp = [this]() noexcept {
+        disconnect();
+        transaction.end();
+    };
+    std::vector<Diagnostic> diagnostics;
+    try {
+        diagnostics = readDiagnostics(SQL_HANDLE_DBC, connection.get());
+    } catch (...) {
+        giveUp();
+        throw;
+    }
+    giveUp();
+    raise(std::move(diagnostics));
 }
 
+/// Rolls back; where that fails the session is given up, because autocommit would commit what is still open.
 void Session::abandonTransaction() noexcept {
-    SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK); // autocommit would commit what is still open
-    leaveTransaction();
+    if (link == Link::connected && succeeded(SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_ROLLBACK))) {
+        leaveTransaction();
+        return;
+    }
+    link = link == Link::connected ? Link::lost : link;
+    disconnect();
+    transaction.end();
 }
 
-/// A connection that will not commit its statements by itself again is given up: they would be lost without a
-/// word.
+/// A session that will not commit its statements by itself again is given up: they would be lost without a word.
 void Session::leaveTransaction() noexcept {
-    inTransaction = false;
-    spoiled = false;
-    const SQLRETURN code =
-        SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_ON), 0);
-    if (!succeeded(code)) {
+    transaction.end();
+    if (!succeeded(
+            SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT, sqlNumber(SQL_AUTOCOMMIT_ON), 0))) {
         disconnect();
     }
 }
 
 void Session::note(const Diagnostic& diagnostic) noexcept {
-    lost = lost || (open && meansConnectionLost(diagnostic, engineTraits.engine));
-    spoiled = spoiled || (inTransaction && (engineTraits.failureSpoilsTransaction ||
-                                            meansTransactionUndone(diagnostic, engineTraits.engine)));
-    if (open && meansOutOfStep(diagnostic, engineTraits.engine)) {
+    if (link == Link::connected && meansConnectionLost(diagnostic, engineTraits.engine)) {
+        link = Link::lost;
+        transaction.lose();
+    }
+    if (engineTraits.failureSpoilsTransaction || meansTransactionUndone(diagnostic, engineTraits.engine)) {
+        transaction.spoil();
+    }
+    if (meansOutOfStep(diagnostic, engineTraits.engine)) {
         // What comes next would be a false success, and then a crash in the driver; a rollback would wait for ever.
-        inTransaction = false;
         disconnect();
     }
 }
 
-/// PostgreSQL's driver sends the savepoint that protects a transaction together with the statement. When the server
-/// cannot even parse the text, there is no savepoint: the driver rolls the whole transaction back without a word,
-/// and begins another with the next statement. That one then is as old as its transaction.
-bool Session::hasLostItsTransaction() noexcept {
-    if (engineTraits.engine != Engine::postgresql || !inTransaction || !hasWork || spoiled || lost) {
-        return false;
+void Session::doubtTransaction() noexcept {
+    if (engineTraits.engine == Engine::postgresql) { // whose driver rolls back when it cannot close a cursor
+        transaction.doubt();
     }
-    SQLCHAR question[] = "VALUES (now() = statement_timestamp())"; // not SELECT: that may be a cursor
-    StatementHandle handle;
-    std::array<char, 8> isNew{};
-    SQLLEN length = 0;
-    const bool answered =
-        succeeded(handle.allocate(connection.get())) &&
-        succeeded(SQLExecDirect(handle.get(), question, SQL_NTS)) && succeeded(SQLFetch(handle.get())) &&
-        succeeded(SQLGetData(handle.get(), 1, SQL_C_CHAR, isNew.data(), isNew.size(), &length));
-    const bool continues = answered && (isNew[0] == 'f' || isNew[0] == '0');
-    return !continues;
 }
 
-void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(readDiagnostics(handleType, handle)); }
+void Session::settleDoubt() noexcept {
+    if (transaction.state() != ado::TransactionState::doubtful) {
+        return;
+    }
+    if (hasLostItsTransaction()) {
+        transaction.spoil();
+    } else {
+        transaction.confirm();
+    }
+}
+
+/// Asks the engine, right after a failure, whether the transaction with its work is still there.
+bool Session::hasLostItsTransaction() noexcept {
+    if (link != Link::connected || !transaction.hasWork()) {
+        return false;
+    }
+    switch (engineTraits.engine) {
+    case Engine::postgresql:
+        // The driver sends the savepoint that protects a transaction together with the statement. When the server
+        // cannot even parse the text, there is no savepoint: the driver rolls the whole transaction back without a
+        // word, and begins another with the next statement. That one then is as old as its transaction.
+        return !answers(
+            "VALUES (CASE WHEN now() = statement_timestamp() THEN 0 ELSE 1 END)"); // a SELECT may be a cursor
+    case Engine::sqlite:
+        return executes("BEGIN"); // only where there is none; the rollback to come ends it
+    case Engine::mariadb:
+        return !answers("SELECT @@in_transaction");
+    default:
+        return false;
+    }
+}
+
+/// Whether the answer is 1. Nothing is noted of it, and no failure of it either.
+bool Session::answers(const char* question) noexcept {
+    StatementHandle handle;
+    std::array<char, 8> answer{};
+    SQLLEN length = 0;
+    return succeeded(handle.allocate(connection.get())) &&
+           succeeded(SQLExecDirect(handle.get(), sqlText(question), SQL_NTS)) &&
+           succeeded(SQLFetch(handle.get())) &&
+           succeeded(SQLGetData(handle.get(), 1, SQL_C_CHAR, answer.data(), answer.size(), &length)) &&
+           answer[0] == '1';
+}
+
+bool Session::executes(const char* text) noexcept {
+    StatementHandle handle;
+    return succeeded(handle.allocate(connection.get())) &&
+           succeeded(SQLExecDirect(handle.get(), sqlText(text), SQL_NTS));
+}
+
+/// Without memory for the reason of a failure, the transaction is taken for one that the failure has ended.
+std::vector<Diagnostic> Session::diagnosticsOf(SQLSMALLINT handleType, SQLHANDLE handle) {
+    try {
+        std::vector<Diagnostic> diagnostics = readDiagnostics(handleType, handle);
+        if (link == Link::closed) { // what was to be connected may stand in the words
+            std::ranges::for_each(diagnostics, hidePasswords, &Diagnostic::text);
+        }
+        return diagnostics;
+    } catch (...) {
+        transaction.spoil();
+        throw;
+    }
+}
+
+void Session::fail(SQLSMALLINT handleType, SQLHANDLE handle) { raise(diagnosticsOf(handleType, handle)); }
 
 void Session::raise(std::vector<Diagnostic> diagnostics, std::uint32_t status) {
     if (diagnostics.empty()) {
-        throw ComError(eFail, open ? "The ODBC driver gave no reason." : "The connection was lost.");
+        throw ComError(eFail, isOpen() ? "The ODBC driver gave no reason." : "The connection was lost.");
     }
     std::ranges::for_each(diagnostics, [this](const Diagnostic& diagnostic) { note(diagnostic); });
-    spoiled = spoiled || hasLostItsTransaction();
+    if (mayMeanTransactionUndone(diagnostics.front(), engineTraits.engine) && hasLostItsTransaction()) {
+        transaction.spoil();
+    }
     if (status == 0) {
         const Diagnostic& first = diagnostics.front();
-        status = statusOf(first, open ? engineTraits.engine : engineOfDriver(first));
+        const bool known = engineTraits.engine != Engine::other;
+        status = statusOf(first, known ? engineTraits.engine : engineOfDriver(first));
     }
     std::string words = messageToNarrow(diagnostics.front().text);
     errors->fill(std::move(diagnostics));

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ado/transaction_state.h"
 #include "platform/hresult.h"
 #include "platform/odbc/diagnostic.h"
 #include "platform/odbc/driver_manager.h"
@@ -28,6 +29,8 @@ struct EngineTraits {
     SQLULEN unlimitedDecimalSize = 0;
     /// What a direct execution with parameters costs, a prepared one costs as well.
     bool directPreparesAnyway = false;
+    /// A prepared text with more markers than these fails.
+    std::size_t mostPreparedMarkers = ~std::size_t{0};
     /// The length of a binary parameter is read when it is bound, and not again.
     bool bindingFixesLengths = false;
 };
@@ -44,7 +47,7 @@ public:
     Session& operator=(const Session&) = delete;
     ~Session();
 
-    bool isOpen() const noexcept { return open; }
+    bool isOpen() const noexcept { return link != Link::closed; }
     const EngineTraits& traits() const noexcept { return engineTraits; }
 
     /// An open transaction is rolled back, statements lose their handles. Harmless when repeated.
@@ -59,24 +62,36 @@ public:
     bool takesTimeout() const noexcept { return !timeoutRefused; }
     void refuseTimeout() noexcept { timeoutRefused = true; }
 
-    /// @param level  an ado::IsolationLevel; it counts from the next transaction on
+    /// Notes the level; it goes to the engine with the next transaction, or with the next statement outside of one.
+    /// @param level  an ado::IsolationLevel
     void setIsolationLevel(std::int32_t level);
     void begin();
+    /// Ends the transaction whether it succeeds or fails. Once the engine has committed, nothing fails any more: what is
+    /// still to be done then gives the session up where it cannot be done.
     void commit();
+    /// A rollback that fails gives the session up, so that its transaction cannot be committed by anything later.
     void rollback();
-    bool transactionSpoiled() const noexcept { return spoiled; }
+
+    ado::TransactionState transactionState() const noexcept { return transaction.state(); }
     /// Counted from 1; 0 when none is open.
-    std::uint64_t currentTransaction() const noexcept { return inTransaction ? transactions : 0; }
-    /// Something was done whose failure nobody sees, and which the transaction would not survive.
-    void doubtTransaction() noexcept { doubtful = inTransaction; }
+    std::uint64_t currentTransaction() const noexcept { return transaction.number(); }
+    /// To be called before a statement runs: an isolation level that waits is set, a doubt is settled.
+    void prepareForStatement();
     /// A statement has succeeded, so that an open transaction has something to lose.
-    void noteSuccess() noexcept { hasWork = inTransaction; }
+    void noteSuccess() noexcept { transaction.noteWork(); }
+    /// Something was done whose failure is not told, and which the transaction would not survive.
+    void doubtTransaction() noexcept;
+    /// A scan ended before its last row. Its reader sees an end like any other, so the commit has to tell.
+    void noteBrokenScan() noexcept { transaction.spoil(); }
 
     /// Turns the diagnostics of a failed call into the connection's errors and a ComError. To be called right
     /// after it.
     [[noreturn]] void fail(SQLSMALLINT handleType, SQLHANDLE handle);
 
 private:
+    /// Lost: nothing reaches the engine any more, though the driver has not been told to disconnect.
+    enum class Link : std::uint8_t { closed, connected, lost };
+
     EnvironmentHandle environment;
     ConnectionHandle connection;
     std::shared_ptr<ErrorList> errors;
@@ -84,13 +99,8 @@ private:
     std::vector<Statement*> statements;
     SQLUINTEGER wantedIsolation = 0; ///< 0: whatever the engine's default is
     SQLUINTEGER isolation = 0;
-    bool open = false;
-    bool lost = false;
-    bool inTransaction = false;
-    bool spoiled = false;
-    std::uint64_t transactions = 0;
-    bool hasWork = false;  ///< in the transaction
-    bool doubtful = false; ///< whether it still is one
+    Link link = Link::closed;
+    ado::Transaction transaction;
     bool timeoutRefused = false;
 
     void connect(const std::string& connectionString, std::int32_t loginTimeout, std::string& completed);
@@ -99,12 +109,16 @@ private:
     SQLULEN driverOption(SQLINTEGER attribute, SQLULEN otherwise);
     void learnTraits(const std::string& connectionString, bool unknownOptions);
     void applyIsolation();
-    void requireTransaction() const;
-    bool isKnownToBeDead();
+    void noticeLoss();
+    void settleDoubt() noexcept;
     bool hasLostItsTransaction() noexcept;
+    bool answers(const char* question) noexcept;
+    bool executes(const char* text) noexcept;
     void abandonTransaction() noexcept;
     void leaveTransaction() noexcept;
+    [[noreturn]] void failCommit();
     void note(const Diagnostic& diagnostic) noexcept;
+    std::vector<Diagnostic> diagnosticsOf(SQLSMALLINT handleType, SQLHANDLE handle);
     /// @param status  0 for what the first diagnostic means
     [[noreturn]] void raise(std::vector<Diagnostic> diagnostics, std::uint32_t status = 0);
 };

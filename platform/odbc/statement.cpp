@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/ado/ascii_case.h"
+#include "platform/ado/status.h"
 
 namespace {
 
@@ -27,6 +28,15 @@ bool mayHaveSeveralResults(std::string_view text, Engine engine) noexcept {
                                 [word](std::string_view each) { return equalIgnoringCase(word, each); });
 }
 
+/// Cut to 32 bits, the length of a longer text would be that of its beginning.
+SQLINTEGER lengthOf(const std::string& text) {
+    if (text.size() >= orvel::platform::odbc::lengthLimit) {
+        throw orvel::platform::ComError(orvel::platform::ado::adErrInvalidArgument,
+                                        "The text of the statement has 1 GiB or more.");
+    }
+    return static_cast<SQLINTEGER>(text.size());
+}
+
 } // namespace
 
 namespace orvel::platform::odbc {
@@ -39,9 +49,16 @@ Statement::Statement(std::shared_ptr<Session> ofSession)
 Statement::~Statement() { owner->dismiss(*this); }
 
 void Statement::check(SQLRETURN code) {
-    if (!succeeded(code)) {
+    if (!succeeded(code) || (code == SQL_SUCCESS_WITH_INFO && wasRefused())) {
         owner->fail(SQL_HANDLE_STMT, handle.get());
     }
+}
+
+bool Statement::wasRefused() {
+    const Engine engine = owner->traits().engine;
+    return engine == Engine::mariadb &&
+           std::ranges::any_of(readDiagnostics(SQL_HANDLE_STMT, handle.get()),
+                               [engine](const Diagnostic& record) { return meansRefused(record, engine); });
 }
 
 void Statement::setTimeout(std::int32_t seconds) {
@@ -64,19 +81,32 @@ void Statement::begin(const std::string& text) noexcept {
 }
 
 void Statement::executeDirectly(const std::string& text) {
+    const SQLINTEGER length = lengthOf(text);
+    owner->prepareForStatement();
     begin(text);
-    finishExecution(SQLExecDirect(handle.get(), sqlText(text), static_cast<SQLINTEGER>(text.size())));
+    finishExecution(SQLExecDirect(handle.get(), sqlText(text), length));
 }
 
 void Statement::prepare(const std::string& text) {
+    const SQLINTEGER length = lengthOf(text);
+    owner->prepareForStatement();
     begin(text);
     rows.forgetBindings();
-    check(SQLPrepare(handle.get(), sqlText(text), static_cast<SQLINTEGER>(text.size())));
+    check(SQLPrepare(handle.get(), sqlText(text), length));
 }
 
 void Statement::execute() {
+    owner->prepareForStatement();
     finishExecution(SQLExecute(handle.get()));
     ++executions;
+}
+
+/// Drivers count in 16 bits; with a sign it is only by the type.
+std::size_t Statement::countMarkers(const std::string& text) {
+    prepare(text);
+    SQLSMALLINT count = 0;
+    check(SQLNumParams(handle.get(), &count));
+    return static_cast<std::uint16_t>(count);
 }
 
 /// Changing no row is a success to which some drivers answer "no data". A failure has opened no cursor: MariaDB's
@@ -92,12 +122,15 @@ void Statement::finishExecution(SQLRETURN code) {
 }
 
 SQLSMALLINT Statement::columnCount() {
-    SQLSMALLINT count = 0;
     if (changedNothing) {
         return 0; // which tells nothing of the next execution: rows may have been asked for, and found none
     }
+    SQLSMALLINT count = planHasNoColumns ? SQLSMALLINT{0} : SQLSMALLINT{-1};
     if (!planHasNoColumns) {
         check(SQLNumResultCols(handle.get(), &count));
+    }
+    if (count < 0) { // rows would be lost in silence
+        throw ComError(eFail, "The driver did not say how many columns the result has.");
     }
     planHasNoColumns = count == 0 && executions > 0 && !severalResults; // a procedure may answer next time
     cursorOpen = count > 0 || severalResults;
@@ -105,7 +138,7 @@ SQLSMALLINT Statement::columnCount() {
 }
 
 std::int64_t Statement::changedRows() {
-    SQLLEN count = 0;
+    SQLLEN count = changedNothing ? 0 : -1;
     if (!changedNothing) {
         check(SQLRowCount(handle.get(), &count));
     }
@@ -135,7 +168,10 @@ void Statement::closeCursor() noexcept {
         if (transactionOfCursor != owner->currentTransaction()) {
             owner->doubtTransaction(); // the server's cursor may have gone with its own transaction
         }
-        SQLFreeStmt(handle.get(), SQL_CLOSE);
+        if (!succeeded(SQLFreeStmt(handle.get(), SQL_CLOSE))) {
+            abandon(); // whatever came next on this handle would meet the old cursor
+            owner->doubtTransaction();
+        }
     }
 }
 

@@ -29,6 +29,8 @@ public:
     void executeDirectly(const std::string& text);
     void prepare(const std::string& text);
     void execute();
+    /// Prepares a text and asks how many markers it has.
+    std::size_t countMarkers(const std::string& text);
 
     /// What runs is what ran before, prepared.
     bool ranBefore() const noexcept { return executions > 1; }
@@ -47,7 +49,7 @@ public:
     /// Gives the handle back; by the session when it closes.
     void abandon() noexcept { handle.reset(); }
 
-    /// Raises what the driver said when `code` is a failure.
+    /// Raises what the driver said when `code` is a failure, or a success of which the driver says otherwise.
     void check(SQLRETURN code);
 
 private:
@@ -62,6 +64,7 @@ private:
     bool cursorOpen = false;
     std::uint64_t transactionOfCursor = 0; ///< 0: it was opened outside of any
 
+    bool wasRefused();
     void begin(const std::string& text) noexcept;
     void finishExecution(SQLRETURN code);
 };

@@ -17,9 +17,7 @@ std::string environment(const char* variable) {
 
 void replace(std::string& text, const std::string& what, const std::string& by) {
     const std::size_t at = text.find(what);
-    if (at == std::string::npos) {
-        throw std::runtime_error("the configuration has no " + what);
-    }
+    if (at == std::string::npos) throw std::runtime_error("the configuration has no " + what);
     text.replace(at, what.size(), by);
 }
 
@@ -53,9 +51,7 @@ std::string Behaviour::configuration(const std::string& password) {
     const std::string account = ";UID=" + environment("ORVEL_TEST_USER") + ";PWD=" + password;
     replace(text, "DRIVER={PostgreSQL Unicode}", driver("ORVEL_TEST_POSTGRESQL") + account);
     replace(text, "DRIVER={MariaDB Unicode}", driver("ORVEL_TEST_MARIADB") + account);
-    if (GetParam().wholeResults) {
-        replace(text, "UseDeclareFetch=1;Fetch=500", "UseDeclareFetch=0");
-    }
+    if (GetParam().wholeResults) replace(text, "UseDeclareFetch=1;Fetch=500", "UseDeclareFetch=0");
     replace(text, "</ADO>",
             "<SQLiteODBC><Properties><ConnectionString>" + driver("ORVEL_TEST_SQLITE") +
                 ";Database=$(dbName);Timeout=300</ConnectionString><LocalServerName>none</LocalServerName>"
@@ -76,9 +72,7 @@ void Behaviour::SetUp() {
 }
 
 void Behaviour::TearDown() {
-    if (isServer()) {
-        connection->dropDatabase(database.c_str(), nullptr);
-    }
+    if (isServer()) connection->dropDatabase(database.c_str(), nullptr);
 }
 
 QD_OrvelConnectionHandle Behaviour::closed(const std::string& file) const {

@@ -10,6 +10,7 @@
 #include "QD_OrvelInterface.h"
 #include "tests/support/diagnostic_lines.h"
 #include "tests/support/expect_error.h"
+#include "tests/support/fields.h"
 #include "tests/support/temporary_directory.h"
 
 namespace orvel::tests {
@@ -41,12 +42,6 @@ QD_OrvelCommandHandle with(QD_OrvelCommandHandle command, const Values&... value
     command->resetParams();
     (add(command, values), ...);
     return command;
-}
-
-/// A field's text, also of what is no text; "(none)" when there is none.
-inline std::string textOf(const QD_OrvelQueryHandle& rows, int position = 0) {
-    std::string text;
-    return rows->getStringField(position, text) ? text : "(none)";
 }
 
 /// Tests of what the interface promises on every engine, with the configuration as it is shipped: only

@@ -48,9 +48,7 @@ void expectEach(Result (*convert)(const Variant&), const Case<Result> (&cases)[c
         EXPECT_EQ(statusOf([&] { EXPECT_EQ(convert(each.from), each.expected); }), each.status)
             << "case " << index;
     }
-    for (const Variant& value : none) {
-        EXPECT_EQ(statusOf([&] { convert(value); }), dispTypeMismatch);
-    }
+    for (const Variant& value : none) EXPECT_EQ(statusOf([&] { convert(value); }), dispTypeMismatch);
     EXPECT_EQ(convert(Empty{}), Result{});
 }
 
@@ -68,9 +66,10 @@ TEST(Variant, becomesAnInt32RoundedHalfToEvenOrAnError) {
                   Is{text("abc"), 0, dispTypeMismatch}, Is{text("1,5"), 0, dispTypeMismatch},
                   Is{text("0x10"), 0, dispTypeMismatch}, Is{text("nan"), 0, dispTypeMismatch},
                   Is{text("1e"), 0, dispTypeMismatch}, Is{text(""), 0, dispTypeMismatch}});
-    expectEach<std::int32_t>(toInt32,
-                             {Is{decimal("2.5000000000000000000000000001"), 3}, Is{decimal("-3.5"), -4},
-                              Is{decimal("99999999999999999999"), 0, dispOverflow}, Is{noon, 45352}});
+    expectEach<std::int32_t>(
+        toInt32, {Is{decimal("2.5000000000000000000000000001"), 3}, Is{decimal("-3.5"), -4},
+                  Is{decimal("2147483647"), 2147483647}, Is{decimal("-2147483649"), 0, dispOverflow},
+                  Is{decimal("99999999999999999999"), 0, dispOverflow}, Is{noon, 45352}});
 }
 
 TEST(Variant, becomesADouble) {

@@ -24,6 +24,7 @@ TEST(Diagnostic, aKindOfFailureHasOneStatusWhateverTheEngine) {
           Row{Engine::postgresql, "55006", 1, "", ado::dbTableInUse},
           Row{Engine::postgresql, "42501", 1, "", ado::dbPermissionDenied},
           Row{Engine::mariadb, "42000", 1142, "", ado::dbPermissionDenied},
+          Row{Engine::mariadb, "01000", 1265, "", ado::dbCantConvertValue},
           Row{Engine::postgresql, "22P02", 1, "", ado::dbCantConvertValue},
           Row{Engine::other, "40003", 0, "", ado::xactInDoubt},
           Row{Engine::other, "HY010", 0, "", eUnexpected}, Row{Engine::other, "08S01", 0, "", eFail},
@@ -31,7 +32,9 @@ TEST(Diagnostic, aKindOfFailureHasOneStatusWhateverTheEngine) {
           Row{Engine::sqlite, "HY000", 1, "no such table: t", ado::dbNoTable}}) {
         EXPECT_EQ(statusOf({state, native, text}, engine), status) << state << ' ' << native;
     }
-    EXPECT_TRUE(meansConnectionLost({"HY000", 2006, ""}, Engine::mariadb));
+    for (const std::int32_t gone : {2006, 5014}) {
+        EXPECT_TRUE(meansConnectionLost({"HY000", gone, ""}, Engine::mariadb)) << gone;
+    }
     EXPECT_FALSE(meansConnectionLost({"HY000", 2006, ""}, Engine::sqlite));
 }
 
