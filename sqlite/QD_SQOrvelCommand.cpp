@@ -93,6 +93,7 @@ int QD_SQOrvelCommand::run(const char* function) {
         applyParams();
         const int stepped = sqlite3_step(statement->get());
         if (stepped == SQLITE_DONE || stepped == SQLITE_ROW) {
+            connection->noteSuccess();
             return stepped;
         }
         // A statement of the legacy interface steps to 1 for almost every error; the reset tells the reason.

@@ -134,6 +134,7 @@ const char* QD_SQOrvelConnection::runFirstStatement(const char* text) {
             continue;
         }
         if (finalized == SQLITE_OK && stepped != SQLITE_ERROR) {
+            noteSuccess();
             return tail;
         }
         noteFailure(db, finalized);
@@ -158,6 +159,7 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned in
             const QD_OrvelQueryHandle rows(query);
             const std::optional<int> failure = query != nullptr ? query->start() : std::nullopt;
             if (!failure) {
+                noteSuccess();
                 return rows;
             }
             if (*failure != SQLITE_SCHEMA) {

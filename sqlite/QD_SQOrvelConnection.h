@@ -153,8 +153,7 @@ private:
     Transaction transaction = Transaction::none;
     int rollbackCode = 0; // of the statement whose failure rolled the transaction back
     std::string rollbackReason;
-    sqlite3_stmt* rollback =
-        nullptr; // compiled at the first begin, for when there is no memory to compile it
+    sqlite3_stmt* rollback = nullptr; // compiled at the first begin: later there may be no memory for it
     std::string dbPathName;
     QD_OrvelConfig config;
 
@@ -172,11 +171,18 @@ private:
     ///
     /// @throws QD_OrvelException  34 with provider code 4 in a transaction that SQLite has rolled back
     void checkTransaction() {
-        if (transaction != Transaction::none) {
-            settleTransaction();
+        if (transaction == Transaction::rolledBack || transaction == Transaction::stuck) {
+            refuseOrRollBack();
         }
     }
-    void settleTransaction();
+    void refuseOrRollBack();
+    /// To be called when a statement has succeeded: it may have ended the transaction by SQL of the application's own.
+    void noteSuccess() noexcept {
+        if (transaction == Transaction::open || transaction == Transaction::commitFailed) {
+            noteEndOfTransaction();
+        }
+    }
+    void noteEndOfTransaction() noexcept;
     /// To be called when a statement on `failed` has failed, before anything else can.
     void noteFailure(sqlite3* failed, int result) noexcept;
     void compileRollback() noexcept;

@@ -93,26 +93,27 @@ void QD_SQOrvelConnection::abortTransaction(const char* /*name*/) {
         }
         try {
             execNoQuery("ROLLBACK TRANSACTION;", 0);
-        } catch (
-            ...) { // out of memory, for example: what is done next must not become a part of this transaction
-            rollBack();
+        } catch (...) {
+            rollBack(); // what is done next must not become a part of this transaction
             throw;
         }
     });
 }
 
-/// Finds out what the statements since have done to the transaction.
-void QD_SQOrvelConnection::settleTransaction() {
-    if (transaction == Transaction::stuck) {
-        rollBack();
-        if (transaction == Transaction::stuck) {
-            throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, checkName, SQLITE_NOMEM,
-                                      "An aborted transaction could not be rolled back yet", 0);
-        }
-    } else if (transaction == Transaction::rolledBack) {
+void QD_SQOrvelConnection::refuseOrRollBack() {
+    if (transaction == Transaction::rolledBack) {
         throwRolledBack();
-    } else if (db == nullptr || sqlite3_get_autocommit(db) != 0) {
-        transaction = Transaction::none; // by SQL that succeeded: what begins from now on is another one
+    }
+    rollBack();
+    if (transaction == Transaction::stuck) {
+        throw QD_SQOrvelException(QD_ORVEL_ERR_PROVIDER, checkName, SQLITE_NOMEM,
+                                  "An aborted transaction could not be rolled back yet", 0);
+    }
+}
+
+void QD_SQOrvelConnection::noteEndOfTransaction() noexcept {
+    if (db == nullptr || sqlite3_get_autocommit(db) != 0) {
+        transaction = Transaction::none; // what begins from now on is another one
     }
 }
 

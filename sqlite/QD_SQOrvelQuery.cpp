@@ -101,6 +101,7 @@ inline void QD_SQOrvelQuery::step() {
     switch (const int result = sqlite3_step(stepping)) {
     case SQLITE_DONE:
         atEnd = true;
+        connection->noteSuccess();
         break;
     case SQLITE_ROW:
         fieldCount = sqlite3_data_count(stepping);
