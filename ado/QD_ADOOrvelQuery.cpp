@@ -43,19 +43,6 @@ bool takeBytes(ado::Field& field, unsigned int& size, unsigned char* buffer) {
     return true;
 }
 
-/// Runs a read. Without a current row there is no value, which is no failure: rows may be read until there is none.
-template <class Read>
-bool fromCurrentRow(Read read) {
-    try {
-        return read();
-    } catch (const platform::ComError& error) {
-        if (error.hresult() != ado::adErrNoCurrentRecord) {
-            throw;
-        }
-        return false;
-    }
-}
-
 } // namespace
 
 QD_ADOOrvelQuery::QD_ADOOrvelQuery(const std::shared_ptr<ado::Recordset>& rows) try : recordset(rows) {
@@ -136,15 +123,16 @@ bool QD_ADOOrvelQuery::getFieldDeclType(int index, std::string& type) const {
 /// Hands the value of a field to `take`, unless there is none.
 template <class Take>
 bool QD_ADOOrvelQuery::takeValue(const char* name, int index, Take take) const {
-    return fields != nullptr && fromCurrentRow([&] {
-               const auto column = field(name, index);
-               const ado::Variant& content = column->value();
-               if (ado::isEmptyOrNull(content)) {
-                   return false;
-               }
-               take(content);
-               return true;
-           });
+    if (fields == nullptr) { // there was no row from the start: no failure, as behind the last one
+        return false;
+    }
+    const auto column = field(name, index);
+    const ado::Variant& content = column->value();
+    if (ado::isEmptyOrNull(content)) {
+        return false;
+    }
+    take(content);
+    return true;
 }
 
 bool QD_ADOOrvelQuery::_getIntField(const char* name, int index, int& value) const {
@@ -176,10 +164,7 @@ bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string&
 
 bool QD_ADOOrvelQuery::_getBlobField(const char* name, int index, unsigned int& size,
                                      unsigned char* buffer) const {
-    return fields != nullptr && fromCurrentRow([&] {
-               const auto column = field(name, index);
-               return takeBytes(*column, size, buffer);
-           });
+    return fields != nullptr && takeBytes(*field(name, index), size, buffer);
 }
 
 bool QD_ADOOrvelQuery::getIntField(const char* name, int& value) const {

@@ -15,7 +15,8 @@ class Connection;
 /// One column, and its value in the current row.
 ///
 /// Values can be read in any order and any number of times while the row is current.
-/// @throws ComError  3704 once the recordset is closed; 3021 for a value when there is no current row
+/// Without a current row the value is Empty and its size 0: rows may be read until there is none, and that is no failure.
+/// @throws ComError  3704 once the recordset is closed
 class Field {
 public:
     virtual ~Field() = default;

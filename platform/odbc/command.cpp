@@ -28,6 +28,7 @@ void Command::setActiveConnection(const ado::Ref<ado::Connection>& newConnection
         throw ComError(ado::adErrInvalidConnection, "The connection belongs to another implementation.");
     }
     connection = std::move(own);
+    markers.reset(); // another driver may read the text in another way
     forgetStatements();
 }
 

@@ -52,12 +52,9 @@ Statement& Recordset::requireOpen() const {
     return *statement;
 }
 
-ResultReader& Recordset::requireRow() const {
-    ResultReader& reader = requireOpen().reader();
-    if (row == 0) {
-        throw ComError(ado::adErrNoCurrentRecord, "There is no current row.");
-    }
-    return reader;
+const ResultReader* Recordset::currentRow() const {
+    const ResultReader& reader = requireOpen().reader();
+    return row != 0 ? &reader : nullptr;
 }
 
 bool Recordset::eof() {
@@ -66,7 +63,9 @@ bool Recordset::eof() {
 }
 
 void Recordset::moveNext() {
-    requireRow();
+    if (currentRow() == nullptr) {
+        throw ComError(ado::adErrNoCurrentRecord, "There is no current row.");
+    }
     try {
         advance();
     } catch (...) {
@@ -118,29 +117,35 @@ std::string Field::name() { return recordset->column(position).description.name;
 std::int32_t Field::type() { return recordset->column(position).type; }
 
 const ado::Variant& Field::value() {
-    const ResultReader& reader = recordset->requireRow();
-    if (rowOfValue != recordset->row) {
-        readCell(reader.columns()[position], reader.cell(position), current);
+    const ResultReader* const reader = recordset->currentRow();
+    if (reader == nullptr) {
+        current = ado::Empty{};
+        rowOfValue = 0;
+    } else if (rowOfValue != recordset->row) {
+        readCell(reader->columns()[position], reader->cell(position), current);
         rowOfValue = recordset->row;
     }
     return current;
 }
 
 std::int32_t Field::actualSize() {
-    const ResultReader& reader = recordset->requireRow();
-    return odbc::actualSize(reader.columns()[position], reader.cell(position));
+    const ResultReader* const reader = recordset->currentRow();
+    return reader != nullptr ? odbc::actualSize(reader->columns()[position], reader->cell(position)) : 0;
 }
 
 ado::Variant Field::getChunk(std::int32_t length) {
-    const ResultReader& reader = recordset->requireRow();
-    Cell cell = reader.cell(position);
+    const ResultReader* const reader = recordset->currentRow();
+    if (reader == nullptr) {
+        return ado::Empty{};
+    }
+    Cell cell = reader->cell(position);
     if (cell.length == SQL_NULL_DATA) {
         return ado::Null{};
     }
     ado::Variant chunk;
-    if (reader.columns()[position].kind == CellKind::bytes) {
+    if (reader->columns()[position].kind == CellKind::bytes) {
         cell.length = std::clamp<SQLLEN>(length, 0, cell.length);
-        readCell(reader.columns()[position], cell, chunk);
+        readCell(reader->columns()[position], cell, chunk);
         return chunk;
     }
     std::string text = ado::toText(value());

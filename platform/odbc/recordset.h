@@ -64,7 +64,7 @@ private:
     void advance();
     void beginCall() const noexcept { connection->errorList().clear(); }
     Statement& requireOpen() const;
-    ResultReader& requireRow() const;
+    const ResultReader* currentRow() const;
     const Column& column(std::size_t position) const;
     ado::Ref<ado::Field> fieldAt(std::size_t position);
 };
