@@ -307,8 +307,7 @@ private:
     }
 };
 
-/// The encoding is the one that the text declares or shows by its byte order mark.
-std::optional<XmlError> parse(const std::string& content, Document& parsed) {
+std::optional<XmlError> parseOnce(const std::string& content, Document& parsed) {
     initialise();
     const Reports reports;
     const Parser parser(allocated(xmlNewParserCtxt()));
@@ -336,6 +335,13 @@ std::optional<XmlError> parse(const std::string& content, Document& parsed) {
         return parseError(reports);
     }
     return std::nullopt;
+}
+
+/// The encoding is the one that the text declares or shows by its byte order mark.
+std::optional<XmlError> parse(const std::string& content, Document& parsed) {
+    std::optional<XmlError> error = parseOnce(content, parsed);
+    // The parser says so, too, when it has no memory for a converter.
+    return error && error->code == XML_ERR_UNSUPPORTED_ENCODING ? parseOnce(content, parsed) : error;
 }
 
 const xmlNode* asNode(const void* node) { return static_cast<const xmlNode*>(node); }

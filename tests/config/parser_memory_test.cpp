@@ -24,7 +24,7 @@ void* reallocate(void* memory, std::size_t size) {
 char* duplicate(const char* text) { return mayAllocate() ? ::strdup(text) : nullptr; }
 [[maybe_unused]] const int replaced = xmlMemSetup(&std::free, &allocate, &reallocate, &duplicate);
 
-const char* const content = R"(<?xml version='1.0' encoding='ISO-8859-1'?>
+const char* const content = R"(<?xml version='1.0' encoding='windows-1252'?>
 <!DOCTYPE r [<!ENTITY f 'f&#38;lt;'><!ENTITY e 'e&f;'><!ENTITY x '<x>in</x>'><!ATTLIST r a CDATA '&f;'>]>
 <r xmlns:p='p'><MajorVersion>0</MajorVersion><MinorVersion>2</MinorVersion><CommonSection>
 <A>a&e;b</A><B><![CDATA[b]]><!-- c -->&x;</B><C>c1</C><C>c2</C></CommonSection></r>)";
