@@ -188,6 +188,7 @@ void QD_SQOrvelCommand::applyParams() {
         return;
     }
     sqlite3_stmt* const target = statement->get();
+    statement->makeRoomToKeep();
     if (const int result = params->bind(target, statement->markers()); result != SQLITE_OK) {
         throw QD_SQOrvelException(QD_ORVEL_ERR_BIND_PARAMETER, "QD_SQOrvelCommand::applyParams",
                                   static_cast<unsigned long>(result),

@@ -2,10 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <new>
-
-#include "sqlite/sqlite_text.h"
-
 namespace orvel {
 
 void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
@@ -33,11 +29,8 @@ int SqliteStatement::dropQuery() noexcept {
 }
 
 void SqliteStatement::keep(std::vector<QD_SQOrvelParameter>&& parameters) noexcept {
-    try {
+    if (kept.size() < kept.capacity()) { // otherwise they were never bound
         kept.push_back(std::move(parameters));
-    } catch (const std::bad_alloc&) {
-        replace(nullptr); // better at its end than reading freed memory
-        logNoMemory("QD_SQOrvelCommand::resetParams");
     }
 }
 

@@ -55,7 +55,9 @@ public:
     /// How many markers it has.
     int markers() const noexcept { return markerCount; }
 
-    /// Keeps parameter values alive that the command discards while a query still reads with them.
+    /// Parameter values that the command discards while a query still reads with them are kept alive. Room for them is made
+    /// before they are bound: later, a failure would leave SQLite with the addresses of freed memory.
+    void makeRoomToKeep() { kept.reserve(kept.size() + 1); }
     void keep(std::vector<QD_SQOrvelParameter>&& parameters) noexcept;
 
 private:

@@ -141,6 +141,20 @@ TEST_F(ExhaustedMemorySqlite, aCursorThatCannotSayWhyItFailedIsAtItsEndAllTheSam
     QD_OrvelSetDebugOutput(nullptr);
 }
 
+TEST_F(ExhaustedMemorySqlite, aQueryReadsOnWithParametersThatWereGivenUpWithoutMemory) {
+    const QD_OrvelCommandHandle lookup = command("SELECT ? FROM (VALUES (1), (2))");
+    lookup->addStringParam(longText);
+    const QD_OrvelQueryHandle rows = lookup->execQuery(0);
+    {
+        const AllocationLimit limit(0);
+        lookup->resetParams();
+    }
+    rows->nextRow();
+    std::string value;
+    EXPECT_TRUE(rows->getStringField(0, value)) << "the second row";
+    EXPECT_EQ(value, longText);
+}
+
 int logged = 0; // diagnostic lines; counting needs no memory
 
 class SilentFailures : public SqliteTest {
