@@ -24,9 +24,13 @@ namespace orvel::platform::odbc {
 
 void ResultReader::begin(SQLSMALLINT columnCount, bool samePlan) {
     end();
-    if (samePlan && isBound && isDescribedAsBefore(columnCount)) {
+    const SchemaPoint now = statement.session().schemaPoint();
+    if (samePlan && isBound && static_cast<std::size_t>(columnCount) == described.size() &&
+        (now.sameAs(describedAt) || isDescribedAsBefore())) {
+        describedAt = now;
         return;
     }
+    describedAt = {};
     std::vector<Column> columns;
     columns.reserve(static_cast<std::size_t>(columnCount));
     for (SQLUSMALLINT number = 1; number <= columnCount; ++number) {
@@ -39,12 +43,10 @@ void ResultReader::begin(SQLSMALLINT columnCount, bool samePlan) {
         bind();
         isBound = true;
     }
+    describedAt = now;
 }
 
-bool ResultReader::isDescribedAsBefore(SQLSMALLINT columnCount) const {
-    if (static_cast<std::size_t>(columnCount) != described.size()) {
-        return false;
-    }
+bool ResultReader::isDescribedAsBefore() const {
     SQLUSMALLINT number = 0;
     return std::ranges::all_of(
         described, [&](const Column& column) { return isDescribedAs(statement.get(), ++number, column); });

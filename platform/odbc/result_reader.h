@@ -8,6 +8,7 @@
 
 #include "platform/odbc/column.h"
 #include "platform/odbc/driver_manager.h"
+#include "platform/odbc/session.h"
 
 namespace orvel::platform::odbc {
 
@@ -67,8 +68,9 @@ private:
     std::size_t row = 0;
     std::size_t writtenRows = 0; ///< of the memory, by the fetch before
     bool isBound = false;
+    SchemaPoint describedAt;
 
-    bool isDescribedAsBefore(SQLSMALLINT columnCount) const;
+    bool isDescribedAsBefore() const;
     void layOut();
     void setLimits();
     void bind();

@@ -135,6 +135,8 @@ void Session::learnTraits(const std::string& connectionString, bool unknownOptio
     engineTraits.driverName = information(SQL_DRIVER_NAME);
     engineTraits.driverVersion = information(SQL_DRIVER_VER);
     engineTraits.bindingFixesLengths = engineTraits.engine == Engine::sqlite;
+    engineTraits.transactionLocksTables =
+        engineTraits.engine == Engine::postgresql || engineTraits.engine == Engine::mariadb;
     if (engineTraits.engine == Engine::mariadb) {
         engineTraits.unlimitedTextSize = ~SQLULEN{0}; // it describes honestly
         engineTraits.unlimitedDecimalSize = ~SQLULEN{0};

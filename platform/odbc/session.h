@@ -33,6 +33,19 @@ struct EngineTraits {
     std::size_t mostPreparedMarkers = ~std::size_t{0};
     /// The length of a binary parameter is read when it is bound, and not again.
     bool bindingFixesLengths = false;
+    /// Tables that a transaction has read keep their columns until it ends.
+    bool transactionLocksTables = false;
+};
+
+/// A point in the life of a session's tables. Between two points that are equal, no table read by the session has changed its
+/// columns: the transaction has them locked, and the session has sent no text that could have changed them.
+struct SchemaPoint {
+    std::uint64_t transaction = 0; ///< 0: nothing is locked
+    std::uint64_t texts = 0;       ///< sent so far
+
+    bool sameAs(const SchemaPoint& other) const noexcept {
+        return transaction != 0 && transaction == other.transaction && texts == other.texts;
+    }
 };
 
 /// One connection to an engine: connected when it is made, disconnected at the latest when the last object
@@ -75,6 +88,13 @@ public:
     ado::TransactionState transactionState() const noexcept { return transaction.state(); }
     /// Counted from 1; 0 when none is open.
     std::uint64_t currentTransaction() const noexcept { return transaction.number(); }
+    /// A text goes to the engine, be it to run or to be prepared.
+    void noteText() noexcept { ++texts; }
+    SchemaPoint schemaPoint() const noexcept {
+        const bool isLocked =
+            engineTraits.transactionLocksTables && transaction.state() == ado::TransactionState::working;
+        return {isLocked ? transaction.number() : 0, texts};
+    }
     /// To be called before a statement runs: an isolation level that waits is set, a doubt is settled.
     void prepareForStatement();
     /// A statement has succeeded, so that an open transaction has something to lose.
@@ -101,6 +121,7 @@ private:
     SQLUINTEGER isolation = 0;
     Link link = Link::closed;
     ado::Transaction transaction;
+    std::uint64_t texts = 0;
     bool timeoutRefused = false;
 
     void connect(const std::string& connectionString, std::int32_t loginTimeout, std::string& completed);

@@ -74,6 +74,7 @@ void Statement::setTimeout(std::int32_t seconds) {
 }
 
 void Statement::begin(const std::string& text) noexcept {
+    owner->noteText();
     severalResults = mayHaveSeveralResults(text, owner->traits().engine);
     executions = 0;
     planHasNoColumns = false;

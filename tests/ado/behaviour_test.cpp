@@ -121,9 +121,15 @@ TEST_P(Behaviour, aCommandRunsAgainWithOtherParametersAndAfterASchemaChange) {
         EXPECT_EQ(textOf(whole->execQuery(0), 2), "new");
     }
     if (isOn(postgresql)) { // with as many columns as before, MariaDB's driver keeps the old names for them
-        run("ALTER TABLE t DROP COLUMN v");
-        run("ALTER TABLE t ADD COLUMN v INTEGER DEFAULT 5");
-        EXPECT_EQ(textOf(whole->execQuery(0), 1) + textOf(whole->execQuery(0), 2), "new5");
+        for (const std::string type :
+             {"INTEGER DEFAULT 55", "VARCHAR(9) DEFAULT 55", "VARCHAR(99) DEFAULT 55"}) {
+            const QD_OrvelTransaction transaction(connection, 0, type != "INTEGER DEFAULT 55", "");
+            const std::string before = textOf(whole->execQuery(0), 0) + textOf(whole->execQuery(0), 0);
+            EXPECT_EQ(before, "22");
+            run("ALTER TABLE t DROP COLUMN v");
+            run("ALTER TABLE t ADD COLUMN v " + type);
+            EXPECT_EQ(textOf(whole->execQuery(0), 1) + textOf(whole->execQuery(0), 2), "new55");
+        }
     }
     lookup->close();
     EXPECT_NE(errorOf([&] { lookup->execQuery(0); }).code, -1);
