@@ -52,13 +52,17 @@ const EmptyParameter* emptyParameter(QD_OrvelDataKind kind) {
 }
 
 ado::Ref<ado::Parameter> inputParameter(ado::Command& command, std::int32_t type, std::int32_t size,
-                                        const ado::Variant& value) {
-    auto parameter = command.createParameter("", type, ado::adParamInput, size, value);
+                                        ado::Variant&& value) {
+    auto parameter = command.createParameter("", type, ado::adParamInput, size, std::move(value));
     if (type == ado::adDecimal) {
         parameter->setPrecision(decimalPrecision);
         parameter->setNumericScale(0);
     }
     return parameter;
+}
+
+void appendInput(ado::Command& command, std::int32_t type, std::int32_t size, ado::Variant&& value) {
+    command.parameters().append(inputParameter(command, type, size, std::move(value)));
 }
 
 /// What declares a text: its units of UTF-16.
@@ -111,26 +115,25 @@ void QD_ADOOrvelCommand::addStringParam(const char* text) {
             addEmptyParam(QD_ORVEL_DATA_STRING);
             return;
         }
-        const std::string utf8 = platform::narrowToUtf8(text);
-        append(inputParameter(needed(command), ado::adBSTR, sizeOf(utf8), utf8).shared());
+        std::string utf8 = platform::narrowToUtf8(text);
+        const std::int32_t size = sizeOf(utf8);
+        appendInput(needed(command), ado::adBSTR, size, std::move(utf8));
     });
 }
 
 void QD_ADOOrvelCommand::addIntParam(int value) {
-    adoFramedOpaque({"QD_ADOOrvelCommand::addIntParam", QD_ORVEL_ERR_BIND_PARAMETER}, command, [&] {
-        append(inputParameter(needed(command), ado::adInteger, 4, std::int64_t{value}).shared());
-    });
+    adoFramedOpaque({"QD_ADOOrvelCommand::addIntParam", QD_ORVEL_ERR_BIND_PARAMETER}, command,
+                    [&] { appendInput(needed(command), ado::adInteger, 4, std::int64_t{value}); });
 }
 
 void QD_ADOOrvelCommand::addInt64Param(long long value) {
-    adoFramedOpaque({"QD_ADOOrvelCommand::addInt64Param", QD_ORVEL_ERR_BIND_PARAMETER}, command, [&] {
-        append(inputParameter(needed(command), ado::adDecimal, 16, ado::decimalOf(value)).shared());
-    });
+    adoFramedOpaque({"QD_ADOOrvelCommand::addInt64Param", QD_ORVEL_ERR_BIND_PARAMETER}, command,
+                    [&] { appendInput(needed(command), ado::adDecimal, 16, ado::decimalOf(value)); });
 }
 
 void QD_ADOOrvelCommand::addDoubleParam(double value) {
     adoFramedOpaque({"QD_ADOOrvelCommand::addDoubleParam", QD_ORVEL_ERR_BIND_PARAMETER}, command,
-                    [&] { append(inputParameter(needed(command), ado::adDouble, 8, value).shared()); });
+                    [&] { appendInput(needed(command), ado::adDouble, 8, value); });
 }
 
 void QD_ADOOrvelCommand::addBlobParam(const unsigned char* data, int length) {
@@ -140,9 +143,10 @@ void QD_ADOOrvelCommand::addBlobParam(const unsigned char* data, int length) {
             return;
         }
         const ado::Variant bytes = byteArray(data, length);
-        const auto parameter = inputParameter(needed(command), ado::adLongVarBinary, length, ado::Missing{});
+        ado::Command& target = needed(command);
+        auto parameter = inputParameter(target, ado::adLongVarBinary, length, ado::Missing{});
         parameter->appendChunk(bytes);
-        append(parameter.shared());
+        target.parameters().append(std::move(parameter));
     });
 }
 
@@ -150,21 +154,17 @@ void QD_ADOOrvelCommand::addEmptyParam(QD_OrvelDataKind kind) {
     adoFramedOpaque({"QD_ADOOrvelCommand::addEmptyParam", QD_ORVEL_ERR_BIND_PARAMETER}, command, [&] {
         ado::Command& target = needed(command);
         const EmptyParameter* const declared = emptyParameter(kind);
-        append(declared != nullptr
-                   ? inputParameter(target, declared->type, declared->size, ado::Empty{}).shared()
-                   : nullptr);
+        target.parameters().append(declared != nullptr
+                                       ? inputParameter(target, declared->type, declared->size, ado::Empty{})
+                                       : nullptr);
     });
-}
-
-void QD_ADOOrvelCommand::append(const std::shared_ptr<ado::Parameter>& parameter) {
-    needed(command).parameters()->append(parameter);
 }
 
 void QD_ADOOrvelCommand::resetParams() {
     adoFramedOpaque({"QD_ADOOrvelCommand::resetParams", QD_ORVEL_ERR_BIND_PARAMETER}, command, [&] {
-        const auto parameters = needed(command).parameters();
-        for (std::int32_t index = parameters->count() - 1; index >= 0; --index) {
-            parameters->remove(index);
+        ado::Parameters& parameters = needed(command).parameters();
+        for (std::int32_t index = parameters.count() - 1; index >= 0; --index) {
+            parameters.remove(index);
         }
     });
 }

@@ -59,8 +59,6 @@ private:
     std::shared_ptr<orvel::platform::ado::Command> command;
     std::string commandText;
     unsigned int options;
-
-    void append(const std::shared_ptr<orvel::platform::ado::Parameter>& parameter);
 };
 
 #endif

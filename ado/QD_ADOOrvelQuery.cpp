@@ -58,8 +58,8 @@ QD_ADOOrvelQuery::QD_ADOOrvelQuery(const std::shared_ptr<ado::Recordset>& rows) 
 QD_ADOOrvelQuery::~QD_ADOOrvelQuery() { QD_ADOOrvelQuery::close(); }
 
 void QD_ADOOrvelQuery::refreshFields() {
-    fields = recordset->fields().shared();
-    fieldCount = needed(fields).count();
+    fields = &recordset->fields();
+    fieldCount = fields->count();
 }
 
 bool QD_ADOOrvelQuery::eof() const {
@@ -75,7 +75,7 @@ void QD_ADOOrvelQuery::nextRow() {
             return;
         }
         fieldCount = 0;
-        fields.reset();
+        fields = nullptr;
         recordset->moveNext();
         refreshFields();
     });
@@ -89,7 +89,7 @@ bool QD_ADOOrvelQuery::getFieldIndex(const char* name, int& index) const {
         }
         const std::string wanted = platform::narrowToUtf8(name);
         for (int position = 0; position < fieldCount; ++position) {
-            if (needed(fields).item(position)->name() == wanted) {
+            if (needed(fields).item(position).name() == wanted) {
                 index = position;
                 return true;
             }
@@ -104,7 +104,7 @@ bool QD_ADOOrvelQuery::getFieldName(int index, std::string& name) const {
         if (recordset == nullptr || index < 0 || index >= fieldCount) {
             return false;
         }
-        platform::assignNarrow(name, field(nullptr, index)->name());
+        platform::assignNarrow(name, field(nullptr, index).name());
         return true;
     });
 }
@@ -115,7 +115,7 @@ bool QD_ADOOrvelQuery::getFieldDeclType(int index, std::string& type) const {
         if (recordset == nullptr || index < 0 || index >= fieldCount) {
             return false;
         }
-        type = orvel::dataTypeName(field(nullptr, index)->type());
+        type = orvel::dataTypeName(field(nullptr, index).type());
         return true;
     });
 }
@@ -126,8 +126,7 @@ bool QD_ADOOrvelQuery::takeValue(const char* name, int index, Take take) const {
     if (fields == nullptr) { // there was no row from the start: no failure, as behind the last one
         return false;
     }
-    const auto column = field(name, index);
-    const ado::Variant& content = column->value();
+    const ado::Variant& content = field(name, index).value();
     if (ado::isEmptyOrNull(content)) {
         return false;
     }
@@ -164,7 +163,7 @@ bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string&
 
 bool QD_ADOOrvelQuery::_getBlobField(const char* name, int index, unsigned int& size,
                                      unsigned char* buffer) const {
-    return fields != nullptr && takeBytes(*field(name, index), size, buffer);
+    return fields != nullptr && takeBytes(field(name, index), size, buffer);
 }
 
 bool QD_ADOOrvelQuery::getIntField(const char* name, int& value) const {
@@ -220,7 +219,7 @@ bool QD_ADOOrvelQuery::getBlobField(int index, unsigned int& size, unsigned char
 void QD_ADOOrvelQuery::close() {
     orvel::adoSwallowed("QD_ADOOrvelQuery::close", recordset, [&] {
         fieldCount = 0;
-        fields.reset();
+        fields = nullptr;
         if (recordset == nullptr) {
             return;
         }
@@ -239,7 +238,7 @@ bool QD_ADOOrvelQuery::isFieldNull(const char* name) const { return isEmptyType(
 
 bool QD_ADOOrvelQuery::isEmptyType(const char* name, int index) const {
     return orvel::adoInspected("QD_ADOOrvelQuery::isFieldNull", true, recordset, [&] {
-        return recordset == nullptr || field(name, index)->type() == ado::adEmpty;
+        return recordset == nullptr || field(name, index).type() == ado::adEmpty;
     });
 }
 
@@ -248,10 +247,8 @@ std::shared_ptr<ado::Connection> QD_ADOOrvelQuery::getActiveConnection() const {
 }
 
 /// By name in any letter case, or by position, which ADO takes as 16 bits.
-std::shared_ptr<ado::Field> QD_ADOOrvelQuery::field(const char* name, int index) const {
+ado::Field& QD_ADOOrvelQuery::field(const char* name, int index) const {
     ado::Fields& columns = needed(fields);
-    const auto found = name != nullptr ? columns.item(platform::narrowToUtf8(name))
-                                       : columns.item(std::int32_t{static_cast<std::int16_t>(index)});
-    needed(found.shared());
-    return found.shared();
+    return name != nullptr ? columns.item(platform::narrowToUtf8(name))
+                           : columns.item(std::int32_t{static_cast<std::int16_t>(index)});
 }

@@ -77,10 +77,10 @@ protected:
 
 private:
     std::shared_ptr<orvel::platform::ado::Recordset> recordset;
-    std::shared_ptr<orvel::platform::ado::Fields> fields;
+    orvel::platform::ado::Fields* fields = nullptr; ///< the recordset's
     int fieldCount = 0;
 
-    std::shared_ptr<orvel::platform::ado::Field> field(const char* name, int index) const;
+    orvel::platform::ado::Field& field(const char* name, int index) const;
     bool isEmptyType(const char* name, int index) const;
     void refreshFields();
     template <class Take>

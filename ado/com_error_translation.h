@@ -29,6 +29,14 @@ Object& needed(const std::shared_ptr<Object>& object) {
     return *object;
 }
 
+template <class Object>
+Object& needed(Object* object) {
+    if (object == nullptr) {
+        throw platform::ComError(platform::ePointer, {});
+    }
+    return *object;
+}
+
 /// The handlers, out of line. Each is called while an exception is being handled.
 [[noreturn]] void translateComError(const char* name, QD_OrvelError code, const AdoConnection& connection,
                                     unsigned int line);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/ado/Connection.h"
 #include "platform/ado/Recordset.h"
@@ -29,7 +30,7 @@ public:
     virtual ~Parameters() = default;
 
     /// @throws ComError  3001 for an empty reference, 3708 for a text or binary parameter without a size
-    virtual void append(const Ref<Parameter>& parameter) = 0;
+    virtual void append(Ref<Parameter> parameter) = 0;
     virtual std::int32_t count() = 0;
     /// ADO's Delete.
     /// @throws ComError  3265 when there is none at `index` (from 0)
@@ -52,9 +53,10 @@ public:
     /// @param direction  adParamInput
     /// @param value      empty or NULL for no value; missing when it follows by appendChunk
     /// @throws ComError  3001 for another type or direction, 13 or 6 for a value that is none of its type
-    virtual Ref<Parameter> createParameter(const std::string& name, std::int32_t type, std::int32_t direction,
-                                           std::int32_t size, const Variant& value) = 0;
-    virtual Ref<Parameters> parameters() = 0;
+    virtual Ref<Parameter> createParameter(std::string_view name, std::int32_t type, std::int32_t direction,
+                                           std::int32_t size, Variant&& value) = 0;
+    /// Lives as long as the command.
+    virtual Parameters& parameters() = 0;
 
     /// @param recordsAffected, options  as of Connection::execute; adCmdText goes without saying
     /// @throws ComError  3709 when the connection is missing or closed

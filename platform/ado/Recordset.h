@@ -34,6 +34,7 @@ public:
     virtual Variant getChunk(std::int32_t length) = 0;
 };
 
+/// Fields live as long as their recordset.
 class Fields {
 public:
     virtual ~Fields() = default;
@@ -41,8 +42,8 @@ public:
     virtual std::int32_t count() = 0;
     /// By name: the first whose name is equal but for the case of ASCII letters.
     /// @throws ComError  3265 when there is none
-    virtual Ref<Field> item(std::string_view name) = 0;
-    virtual Ref<Field> item(std::int32_t position) = 0;
+    virtual Field& item(std::string_view name) = 0;
+    virtual Field& item(std::int32_t position) = 0;
 };
 
 /// The rows of a result, read forward. Stands on its first row from the start; a result without columns is
@@ -57,7 +58,7 @@ public:
     /// @throws ComError  3021 at the end, 3704 when closed, the engine's error when the next row cannot be
     /// had
     virtual void moveNext() = 0;
-    virtual Ref<Fields> fields() = 0;
+    virtual Fields& fields() = 0;
     /// An ObjectState.
     virtual std::int32_t state() = 0;
     /// @throws ComError  3704 when closed already

@@ -57,19 +57,19 @@ void Command::beginCall() const noexcept {
     }
 }
 
-ado::Ref<ado::Parameter> Command::createParameter(const std::string& /*name*/, std::int32_t type,
+ado::Ref<ado::Parameter> Command::createParameter(std::string_view /*name*/, std::int32_t type,
                                                   std::int32_t direction, std::int32_t size,
-                                                  const ado::Variant& value) {
+                                                  ado::Variant&& value) {
     beginCall();
     if (direction != ado::adParamInput) {
         throw ComError(ado::adErrInvalidArgument, "Parameters are for input only.");
     }
-    auto parameter = parameterList->make();
-    parameter->assign(type, size, value);
+    auto parameter = parameterList.make();
+    parameter->assign(type, size, std::move(value));
     return parameter;
 }
 
-ado::Ref<ado::Parameters> Command::parameters() {
+ado::Parameters& Command::parameters() {
     beginCall();
     return parameterList;
 }
@@ -79,7 +79,7 @@ ado::Ref<ado::Recordset> Command::execute(ado::Variant* recordsAffected, std::in
         throw ComError(ado::adErrInvalidConnection, "The command has no connection.");
     }
     beginCall();
-    if (parameterList->all().size() > mostParameters) {
+    if (parameterList.all().size() > mostParameters) {
         throw ComError(ado::adErrInvalidParamInfo, "The command has more than 32767 parameters.");
     }
     Execution& execution = freeExecution();
@@ -127,7 +127,7 @@ void Command::Execution::forgetBindings() noexcept {
 
 /// Drivers ignore parameters without a marker: where a reset was forgotten, the old values would go in again.
 void Command::requireMarkers(Execution& execution) {
-    const std::size_t given = parameterList->all().size();
+    const std::size_t given = parameterList.all().size();
     if (given == 0) {
         return;
     }
@@ -151,7 +151,7 @@ std::size_t Command::countMarkers(Execution& execution) const {
 }
 
 void Command::bindParameters(Execution& execution) const {
-    const auto& parameters = parameterList->all();
+    const auto parameters = parameterList.all();
     auto& [statement, buffers, prepared] = execution;
     if (parameters.size() < buffers.size()) {
         // A marker without a parameter must fail, not run with the value of the execution before.

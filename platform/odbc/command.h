@@ -23,10 +23,9 @@ public:
     ado::Ref<ado::Connection> activeConnection() override;
     void setCommandTimeout(std::int32_t seconds) override;
     void setCommandText(const std::string& newText) override;
-    ado::Ref<ado::Parameter> createParameter(const std::string& name, std::int32_t type,
-                                             std::int32_t direction, std::int32_t size,
-                                             const ado::Variant& value) override;
-    ado::Ref<ado::Parameters> parameters() override;
+    ado::Ref<ado::Parameter> createParameter(std::string_view name, std::int32_t type, std::int32_t direction,
+                                             std::int32_t size, ado::Variant&& value) override;
+    ado::Parameters& parameters() override;
     ado::Ref<ado::Recordset> execute(ado::Variant* recordsAffected, std::int32_t options) override;
 
 private:
@@ -35,7 +34,7 @@ private:
     std::size_t questionMarks = 0;      ///< of the text: at least one for each marker
     std::optional<std::size_t> markers; ///< known once a parameter was given for one
     std::int32_t timeout = 0;
-    std::shared_ptr<ParameterList> parameterList = std::make_shared<ParameterList>();
+    ParameterList parameterList;
     /// A statement with what is bound to it.
     struct Execution {
         std::shared_ptr<Statement> statement;

@@ -13,27 +13,30 @@ namespace {
 using namespace orvel::platform;
 using namespace orvel::platform::ado;
 
-/// The value in the parameter's own type.
-Variant converted(std::int32_t type, const Variant& value) {
-    if (isEmptyOrNull(value)) {
-        return Null{};
-    }
-    if (std::holds_alternative<Missing>(value)) {
-        return value;
-    }
+/// Puts a value into one of the parameter's own type; moved where it is of that type already.
+void convert(std::int32_t type, Variant&& from, Variant& to) {
     switch (type) {
     case adInteger:
-        return std::int64_t{toInt32(value)};
+        to = std::int64_t{toInt32(from)};
+        break;
     case adDouble:
-        return toDouble(value);
+        to = toDouble(from);
+        break;
     case adDecimal:
-        return toDecimal(value);
+        to = toDecimal(from);
+        break;
     case adBSTR:
-        return toText(value);
+        if (!std::holds_alternative<std::string>(from)) {
+            from = toText(from);
+        }
+        to = std::move(from);
+        break;
     case adLongVarBinary:
-        return std::holds_alternative<Bytes>(value)
-                   ? value
-                   : throw ComError(dispTypeMismatch, "The value of a binary parameter is no byte array.");
+        if (!std::holds_alternative<Bytes>(from)) {
+            throw ComError(dispTypeMismatch, "The value of a binary parameter is no byte array.");
+        }
+        to = std::move(from);
+        break;
     default:
         throw ComError(adErrInvalidArgument, "Parameters of this type are not supported.");
     }
@@ -56,8 +59,14 @@ std::int64_t bigIntegerOf(const Decimal& decimal) noexcept {
 
 namespace orvel::platform::odbc {
 
-void Parameter::assign(std::int32_t newType, std::int32_t newSize, const ado::Variant& newValue) {
-    value = converted(newType, newValue);
+void Parameter::assign(std::int32_t newType, std::int32_t newSize, ado::Variant&& newValue) {
+    if (isEmptyOrNull(newValue)) {
+        value = Null{};
+    } else if (std::holds_alternative<Missing>(newValue)) {
+        value = Missing{};
+    } else {
+        convert(newType, std::move(newValue), value);
+    }
     type = newType;
     size = newSize;
     precision = 0;
@@ -89,36 +98,42 @@ bool Parameter::isComplete() const noexcept {
     return size > 0 || (type != adBSTR && type != adLongVarBinary);
 }
 
-void ParameterList::append(const ado::Ref<ado::Parameter>& parameter) {
+void ParameterList::append(ado::Ref<ado::Parameter> parameter) {
     const ado::Parameter* given = parameter.get();
     if (given == nullptr || typeid(*given) != typeid(Parameter)) {
         throw ComError(adErrInvalidArgument, "There is no parameter to append.");
     }
-    auto own = std::static_pointer_cast<Parameter>(parameter.shared());
-    if (!own->isComplete()) {
+    if (!static_cast<const Parameter*>(given)->isComplete()) {
         throw ComError(adErrInvalidParamInfo, "A text or binary parameter needs a size.");
     }
-    parameters.push_back(std::move(own));
+    if (spare().get() != given) {
+        slots[used] = std::static_pointer_cast<Parameter>(parameter.shared());
+    }
+    ++used;
 }
 
 void ParameterList::remove(std::int32_t index) {
     if (index < 0 || index >= count()) {
         throw ComError(adErrItemNotFound, "There is no parameter at this position.");
     }
-    const auto position = parameters.begin() + index;
+    const auto position = slots.begin() + index;
     (*position)->forgetLargeValue();
-    removed.push_back(std::move(*position));
-    parameters.erase(position);
+    std::rotate(position, position + 1, slots.begin() + count());
+    --used;
+}
+
+const std::shared_ptr<Parameter>& ParameterList::spare() {
+    if (used == slots.size()) {
+        slots.push_back(std::make_shared<Parameter>());
+    }
+    return slots[used];
 }
 
 std::shared_ptr<Parameter> ParameterList::make() {
-    if (removed.empty()) {
-        return std::make_shared<Parameter>();
+    if (spare().use_count() > 1) {
+        slots[used] = std::make_shared<Parameter>();
     }
-    // NOLINTNEXTLINE(misc-const-correctness): it is moved out
-    std::shared_ptr<Parameter> parameter = std::move(removed.back());
-    removed.pop_back();
-    return parameter.use_count() == 1 ? parameter : std::make_shared<Parameter>();
+    return slots[used];
 }
 
 void ParameterBuffer::take(const Parameter& parameter, SQLUSMALLINT number, Statement& statement) {

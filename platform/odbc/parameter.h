@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,7 +18,7 @@ class Statement;
 class Parameter final : public ado::Parameter {
 public:
     /// Makes it a new parameter.
-    void assign(std::int32_t newType, std::int32_t newSize, const ado::Variant& newValue);
+    void assign(std::int32_t newType, std::int32_t newSize, ado::Variant&& newValue);
 
     void setPrecision(std::uint8_t digits) override { precision = digits; }
     void setNumericScale(std::uint8_t digits) override { scale = digits; }
@@ -39,20 +40,22 @@ private:
     std::uint8_t scale = 0;
 };
 
+/// Commands that run often get all their parameters anew each time: what was removed is used again.
 class ParameterList final : public ado::Parameters {
 public:
-    void append(const ado::Ref<ado::Parameter>& parameter) override;
-    std::int32_t count() override { return static_cast<std::int32_t>(parameters.size()); }
+    void append(ado::Ref<ado::Parameter> parameter) override;
+    std::int32_t count() override { return static_cast<std::int32_t>(used); }
     void remove(std::int32_t index) override;
 
-    /// A parameter to be appended: one that was removed, when nobody holds it any more. Commands that run
-    /// often get all their parameters anew each time.
+    /// A parameter that nobody else holds, to be filled and appended.
     std::shared_ptr<Parameter> make();
-    const std::vector<std::shared_ptr<Parameter>>& all() const noexcept { return parameters; }
+    std::span<const std::shared_ptr<Parameter>> all() const noexcept { return {slots.data(), used}; }
 
 private:
-    std::vector<std::shared_ptr<Parameter>> parameters;
-    std::vector<std::shared_ptr<Parameter>> removed;
+    std::vector<std::shared_ptr<Parameter>> slots; ///< the parameters, and behind them what was removed
+    std::size_t used = 0;
+
+    const std::shared_ptr<Parameter>& spare();
 };
 
 /// The memory that a marker is bound to. It is bound once; values of the same kind change it in place.

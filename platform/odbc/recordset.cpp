@@ -74,8 +74,6 @@ void Recordset::moveNext() {
     }
 }
 
-ado::Ref<ado::Fields> Recordset::fields() { return shared_from_this(); }
-
 std::int32_t Recordset::state() { return statement != nullptr ? ado::adStateOpen : ado::adStateClosed; }
 
 void Recordset::close() {
@@ -92,7 +90,7 @@ const Column& Recordset::column(std::size_t position) const {
     return requireOpen().reader().columns()[position];
 }
 
-ado::Ref<ado::Field> Recordset::item(std::string_view name) {
+ado::Field& Recordset::item(std::string_view name) {
     const auto& described = requireOpen().reader().columns();
     const auto found = std::ranges::find_if(described, [name](const Column& column) {
         return ado::equalIgnoringCase(column.description.name, name);
@@ -100,16 +98,16 @@ ado::Ref<ado::Field> Recordset::item(std::string_view name) {
     return fieldAt(static_cast<std::size_t>(found - described.begin()));
 }
 
-ado::Ref<ado::Field> Recordset::item(std::int32_t position) {
+ado::Field& Recordset::item(std::int32_t position) {
     requireOpen();
     return fieldAt(static_cast<std::size_t>(static_cast<std::uint32_t>(position)));
 }
 
-ado::Ref<ado::Field> Recordset::fieldAt(std::size_t position) {
+Field& Recordset::fieldAt(std::size_t position) {
     if (position >= columns.size()) {
         throw ComError(ado::adErrItemNotFound, "The recordset has no such column.");
     }
-    return std::shared_ptr<Field>(shared_from_this(), &columns[position]);
+    return columns[position];
 }
 
 std::string Field::name() { return recordset->column(position).description.name; }

@@ -30,10 +30,8 @@ private:
     ado::Variant current;
 };
 
-/// A recordset and its fields in one object: a reference to any of them keeps all.
-class Recordset final : public ado::Recordset,
-                        public ado::Fields,
-                        public std::enable_shared_from_this<Recordset> {
+/// A recordset and its fields in one object.
+class Recordset final : public ado::Recordset, public ado::Fields {
 public:
     /// Reads the first row of the statement's result. A null statement makes a closed recordset.
     Recordset(std::shared_ptr<Connection> ofConnection, std::shared_ptr<Statement> ofStatement,
@@ -44,14 +42,14 @@ public:
 
     bool eof() override;
     void moveNext() override;
-    ado::Ref<ado::Fields> fields() override;
+    ado::Fields& fields() override { return *this; }
     std::int32_t state() override;
     void close() override;
     ado::Ref<ado::Connection> activeConnection() override;
 
     std::int32_t count() override;
-    ado::Ref<ado::Field> item(std::string_view name) override;
-    ado::Ref<ado::Field> item(std::int32_t position) override;
+    ado::Field& item(std::string_view name) override;
+    ado::Field& item(std::int32_t position) override;
 
 private:
     friend class Field;
@@ -66,7 +64,7 @@ private:
     Statement& requireOpen() const;
     const ResultReader* currentRow() const;
     const Column& column(std::size_t position) const;
-    ado::Ref<ado::Field> fieldAt(std::size_t position);
+    Field& fieldAt(std::size_t position);
 };
 
 } // namespace orvel::platform::odbc

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
 #include <stdexcept>
@@ -54,6 +55,9 @@ private:
     }
 };
 
+/// How many of the eight bytes have their highest bit, in a word without others.
+constexpr std::size_t highBitsIn(std::uint64_t bytes) { return ((bytes >> 7U) * 0x0101010101010101U) >> 56U; }
+
 } // namespace
 
 namespace orvel::platform {
@@ -97,12 +101,18 @@ bool narrowEndsWith(std::string_view narrow, char character) noexcept {
 }
 
 std::size_t utf16Length(std::string_view utf8) noexcept {
-    std::size_t units = 0;
-    for (const char c : utf8) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte & 0xC0U) != 0x80U) { // a character's first byte
-            units += byte >= 0xF0U ? 2 : 1;
-        }
+    // Eight bytes at a time, each with its highest bit set or clear. Bytes that continue a character are 10xxxxxx; those that
+    // begin one of two units are 1111xxxx.
+    constexpr std::uint64_t highBits = 0x8080808080808080U;
+    std::size_t units = utf8.size();
+    while (!utf8.empty()) {
+        std::uint64_t bytes = 0;
+        const std::size_t count = std::min(utf8.size(), sizeof bytes);
+        std::memcpy(&bytes, utf8.data(), count);
+        const std::uint64_t continues = bytes & ~(bytes << 1U) & highBits;
+        const std::uint64_t beginsTwo = bytes & (bytes << 1U) & (bytes << 2U) & (bytes << 3U) & highBits;
+        units += highBitsIn(beginsTwo) - highBitsIn(continues);
+        utf8.remove_prefix(count);
     }
     return units;
 }

@@ -34,3 +34,15 @@ TEST(Text, ofAStatusWithoutWordsIsItsNumber) {
     EXPECT_EQ(hresultText(0x8004FFFF), "IDispatch error #65023");
     EXPECT_EQ(hresultText(0x800A0CC1), "The collection has no such item.");
 }
+
+TEST(Text, hasALengthInUtf16) {
+    std::string text;
+    std::size_t units = 0;
+    for (int round = 0; round < 5; ++round) {
+        for (const auto& [character, length] : {std::pair("a", 1U), {"ü", 1U}, {"€", 1U}, {"😀", 2U}}) {
+            EXPECT_EQ(utf16Length(text), units) << text;
+            text += character;
+            units += length;
+        }
+    }
+}

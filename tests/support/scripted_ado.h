@@ -1,6 +1,7 @@
 #ifndef ORVEL_TESTS_SCRIPTED_ADO_H
 #define ORVEL_TESTS_SCRIPTED_ADO_H
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -78,27 +79,31 @@ struct ScriptedField : ado::Field {
 };
 
 /// A result, and all of its fields.
-struct ScriptedRecordset : ado::Recordset, ado::Fields, std::enable_shared_from_this<ScriptedRecordset> {
+struct ScriptedRecordset : ado::Recordset, ado::Fields {
     AdoScript& script;
     int left = script.rows;
+    std::deque<ScriptedField> given;
     explicit ScriptedRecordset(AdoScript& own) : script(own) {}
     bool eof() override { return script.reached("EOF", left == 0); }
     void moveNext() override { left -= script.reached("MoveNext", 1); }
-    ado::Ref<ado::Fields> fields() override { return script.reached("Fields", shared_from_this()); }
+    ado::Fields& fields() override {
+        script.reached("Fields");
+        return *this;
+    }
     std::int32_t state() override { return ado::adStateOpen; }
     void close() override { script.reached("Recordset.Close"); }
     ado::Ref<ado::Connection> activeConnection() override { return nullptr; }
 
     std::int32_t count() override { return static_cast<std::int32_t>(script.columns.size()); }
-    ado::Ref<ado::Field> item(std::string_view name) override {
+    ado::Field& item(std::string_view name) override {
         script.called("Fields.Item", name);
         return item(0);
     }
-    ado::Ref<ado::Field> item(std::int32_t position) override {
+    ado::Field& item(std::int32_t position) override {
         if (position < 0 || position >= count()) {
             throw platform::ComError(ado::adErrItemNotFound, "no such item");
         }
-        return std::make_shared<ScriptedField>(script.columns[static_cast<std::size_t>(position)]);
+        return given.emplace_back(script.columns[static_cast<std::size_t>(position)]);
     }
 };
 
@@ -150,15 +155,13 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
     ado::Ref<ado::Connection> activeConnection() override { return connection; }
     void setCommandTimeout(std::int32_t seconds) override { script.called("CommandTimeout", seconds); }
     void setCommandText(const std::string& text) override { script.called("CommandText", text); }
-    ado::Ref<ado::Parameter> createParameter(const std::string& name, std::int32_t type,
-                                             std::int32_t direction, std::int32_t size,
-                                             const ado::Variant& value) override {
-        script.called("CreateParameter", name + std::to_string(type), direction, size, written(value));
+    ado::Ref<ado::Parameter> createParameter(std::string_view name, std::int32_t type, std::int32_t direction,
+                                             std::int32_t size, ado::Variant&& value) override {
+        script.called("CreateParameter", std::string(name) + std::to_string(type), direction, size,
+                      written(value));
         return std::shared_ptr<ado::Parameter>(std::shared_ptr<void>(), this);
     }
-    ado::Ref<ado::Parameters> parameters() override {
-        return std::shared_ptr<ado::Parameters>(std::shared_ptr<void>(), this);
-    }
+    ado::Parameters& parameters() override { return *this; }
     ado::Ref<ado::Recordset> execute(ado::Variant* affected, std::int32_t options) override {
         script.called("Command.Execute", options);
         return resultOf(script, affected);
@@ -166,7 +169,7 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
     void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
     void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
     void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
-    void append(const ado::Ref<ado::Parameter>& parameter) override {
+    void append(ado::Ref<ado::Parameter> parameter) override {
         script.called("Append");
         if (!parameter) throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
         ++appended;

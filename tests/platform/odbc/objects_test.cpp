@@ -141,7 +141,7 @@ protected:
     void run(const std::string& text) const { run(connection, text); }
     /// The first field of the first row, as text.
     static std::string ask(const ado::Ref<ado::Connection>& on, const std::string& text) {
-        return ado::toText(on->execute(text, nullptr, 0)->fields()->item(0)->value());
+        return ado::toText(on->execute(text, nullptr, 0)->fields().item(0).value());
     }
     std::string ask(const std::string& text) const { return ask(connection, text); }
 
@@ -153,7 +153,7 @@ protected:
     }
     static void add(const ado::Ref<ado::Command>& to, std::int32_t type, std::int32_t size,
                     const ado::Variant& value) {
-        to->parameters()->append(to->createParameter("", type, ado::adParamInput, size, value));
+        to->parameters().append(to->createParameter("", type, ado::adParamInput, size, ado::Variant(value)));
     }
 
     void fill(int rows) const {
@@ -194,29 +194,30 @@ TEST_P(OdbcObjects, refuseMisuseWithItsStatus) {
     connection->rollbackTrans();
     fill(1);
     const auto rows = connection->execute("SELECT id AS Same, id + 5 AS same FROM t", nullptr, 0);
-    const auto field = rows->fields()->item("SAME");
-    EXPECT_EQ(ado::toInt32(field->value()), 1) << "the first of that name";
+    ado::Field& field = rows->fields().item("SAME");
+    EXPECT_EQ(ado::toInt32(field.value()), 1) << "the first of that name";
     for (const std::int32_t position : {-1, 2, 65536}) {
-        expect(ado::adErrItemNotFound, [&] { rows->fields()->item(position); });
+        expect(ado::adErrItemNotFound, [&] { rows->fields().item(position); });
     }
     rows->moveNext();
-    EXPECT_TRUE(std::holds_alternative<ado::Empty>(field->value()) && field->actualSize() == 0 &&
-                std::holds_alternative<ado::Empty>(field->getChunk(1)))
+    EXPECT_TRUE(std::holds_alternative<ado::Empty>(field.value()) && field.actualSize() == 0 &&
+                std::holds_alternative<ado::Empty>(field.getChunk(1)))
         << "without a row there is no value";
     expect(ado::adErrNoCurrentRecord, [&] { rows->moveNext(); });
     rows->close();
-    expect(ado::adErrObjectClosed, [&] { field->value(); });
+    expect(ado::adErrObjectClosed, [&] { field.value(); });
     expect(ado::adErrObjectClosed, [&] { rows->close(); });
     expect(ado::adErrObjectClosed, [&] { connection->execute("DELETE FROM t", nullptr, 0)->moveNext(); });
     expect(ado::adErrInvalidConnection, [] { ado::createObject<ado::Command>()->execute(nullptr, 1); });
     const auto insert = command("INSERT INTO t VALUES (?)");
     const std::int64_t one = 1;
     expect(ado::adErrInvalidParamInfo, [&] { add(insert, ado::adBSTR, 0, ado::Empty{}); });
-    expect(ado::adErrInvalidArgument, [&] { insert->createParameter("", ado::adInteger, 2, 4, one); });
+    expect(ado::adErrInvalidArgument,
+           [&] { insert->createParameter("", ado::adInteger, 2, 4, ado::Variant(one)); });
     expect(ado::adErrInvalidArgument, [&] { add(insert, ado::adGUID, 4, one); });
     expect(ado::dispTypeMismatch, [&] { add(insert, ado::adInteger, 4, std::string("x")); });
-    expect(ado::adErrInvalidArgument, [&] { insert->parameters()->append(nullptr); });
-    expect(ado::adErrItemNotFound, [&] { insert->parameters()->remove(0); });
+    expect(ado::adErrInvalidArgument, [&] { insert->parameters().append(nullptr); });
+    expect(ado::adErrItemNotFound, [&] { insert->parameters().remove(0); });
     add(insert, ado::adInteger, 4, ado::Missing{});
     expect(ado::dbParamNotOptional, [&] { insert->execute(nullptr, 1); });
 }
@@ -229,7 +230,7 @@ TEST_P(OdbcObjects, keepTheErrorsOfTheLastCallAlone) {
     const auto rows = connection->execute("SELECT 1", nullptr, 0);
     EXPECT_EQ(connection->errors()->count(), 0);
     EXPECT_NE(statusOf(failing), 0U);
-    EXPECT_EQ(statusOf([&] { rows->fields()->item("missing"); }), ado::adErrItemNotFound);
+    EXPECT_EQ(statusOf([&] { rows->fields().item("missing"); }), ado::adErrItemNotFound);
     EXPECT_EQ(connection->errors()->count(), 0) << "the engine had no part in it";
     EXPECT_EQ(statusOf([&] { connection->errors()->item(0); }), ado::adErrItemNotFound);
 }
@@ -265,22 +266,22 @@ TEST_P(OdbcObjects, runACommandAgainWhileItsRecordsetIsRead) {
     const auto from = [&](std::int64_t id) {
         add(select, ado::adInteger, 4, id);
         auto rows = select->execute(nullptr, ado::adCmdText);
-        select->parameters()->remove(0);
+        select->parameters().remove(0);
         return rows;
     };
     for (int execution = 0; execution < 3; ++execution) {
         const auto first = from(2);
         const auto held = select->createParameter("", ado::adInteger, ado::adParamInput, 4, std::int64_t{4});
         EXPECT_EQ(count(from(5)), 1);
-        EXPECT_EQ(ado::toInt32(first->fields()->item(0)->value()), 2);
+        EXPECT_EQ(ado::toInt32(first->fields().item(0).value()), 2);
         EXPECT_EQ(count(first), 4);
         EXPECT_EQ(first->activeConnection().get(), connection.get());
-        select->parameters()->append(held);
-        select->parameters()->remove(0);
+        select->parameters().append(held);
+        select->parameters().remove(0);
         EXPECT_EQ(count(from(1)), 5);
-        select->parameters()->append(held); // what was removed is still its holder's
+        select->parameters().append(held); // what was removed is still its holder's
         EXPECT_EQ(count(select->execute(nullptr, ado::adCmdText)), 2);
-        select->parameters()->remove(0);
+        select->parameters().remove(0);
     }
 }
 
@@ -291,7 +292,7 @@ TEST_P(OdbcObjects, outliveTheirConnectionWithoutHarm) {
     const auto rows = select->execute(nullptr, ado::adCmdText);
     rows->moveNext();
     connection->close();
-    EXPECT_EQ(ado::toInt32(rows->fields()->item(0)->value()), 2) << "the row was complete";
+    EXPECT_EQ(ado::toInt32(rows->fields().item(0).value()), 2) << "the row was complete";
     EXPECT_EQ(statusOf([&] { count(rows); }), ado::adErrInvalidConnection) << "not all rows had come";
     EXPECT_EQ(connection->errors()->count(), 0);
     EXPECT_EQ(statusOf([&] { select->execute(nullptr, 1); }), ado::adErrInvalidConnection);
@@ -362,16 +363,16 @@ TEST_P(OdbcObjects, readValuesInPartsAndMeasureThem) {
         insert->createParameter("", ado::adLongVarBinary, ado::adParamInput, 3, ado::Missing{});
     bytes->appendChunk(ado::Bytes{std::byte{0}, std::byte{7}});
     bytes->appendChunk(ado::Bytes{std::byte{14}});
-    insert->parameters()->append(bytes);
+    insert->parameters().append(bytes);
     add(insert, ado::adInteger, 4, ado::Empty{});
     insert->execute(nullptr, ado::adExecuteNoRecords);
     const auto rows = connection->execute("SELECT v, n, 'abc' FROM t", nullptr, 0);
-    const auto field = [&](std::int32_t position) { return rows->fields()->item(position); };
-    EXPECT_EQ(field(0)->actualSize(), 3);
-    EXPECT_EQ(std::get<ado::Bytes>(field(0)->getChunk(2)), (ado::Bytes{std::byte{0}, std::byte{7}}));
-    EXPECT_EQ(field(1)->actualSize(), 0) << "of NULL";
-    EXPECT_TRUE(ado::isEmptyOrNull(field(1)->getChunk(2)));
-    EXPECT_EQ(ado::toText(field(2)->getChunk(2)), "ab");
+    const auto field = [&](std::int32_t position) -> ado::Field& { return rows->fields().item(position); };
+    EXPECT_EQ(field(0).actualSize(), 3);
+    EXPECT_EQ(std::get<ado::Bytes>(field(0).getChunk(2)), (ado::Bytes{std::byte{0}, std::byte{7}}));
+    EXPECT_EQ(field(1).actualSize(), 0) << "of NULL";
+    EXPECT_TRUE(ado::isEmptyOrNull(field(1).getChunk(2)));
+    EXPECT_EQ(ado::toText(field(2).getChunk(2)), "ab");
 }
 
 TEST_P(OdbcObjects, refuseOrKeepAZeroCharacterInAText) {
@@ -483,19 +484,20 @@ TEST_P(OdbcServers, decimalsKeep28DigitsInEveryLocale) {
                                    std::string("12.5000000000"), ado::Null{}};
     for (std::int64_t id = 0; id < std::ssize(values); ++id) {
         add(insert, ado::adInteger, 4, id);
-        const auto parameter = insert->createParameter("", ado::adDecimal, ado::adParamInput, 16, values[id]);
+        const auto parameter =
+            insert->createParameter("", ado::adDecimal, ado::adParamInput, 16, ado::Variant(values[id]));
         parameter->setPrecision(28);
         parameter->setNumericScale(10);
-        insert->parameters()->append(parameter);
+        insert->parameters().append(parameter);
         add(insert, ado::adDouble, 8, static_cast<double>(id) + 12.25);
         insert->execute(nullptr, ado::adExecuteNoRecords);
-        for (std::int32_t index = 2; index >= 0; --index) insert->parameters()->remove(index);
+        for (std::int32_t index = 2; index >= 0; --index) insert->parameters().remove(index);
     }
     const auto rows = connection->execute("SELECT v, d FROM t ORDER BY id", nullptr, 0);
     for (std::int64_t id = 0; id < std::ssize(values); ++id, rows->moveNext()) {
-        const ado::Variant read = rows->fields()->item(0)->value();
+        const ado::Variant read = rows->fields().item(0).value();
         EXPECT_TRUE((ado::isEmptyOrNull(read) ? read : ado::Variant(ado::toText(read))) == values[id]) << id;
-        EXPECT_EQ(ado::toDouble(rows->fields()->item(1)->value()), static_cast<double>(id) + 12.25);
+        EXPECT_EQ(ado::toDouble(rows->fields().item(1).value()), static_cast<double>(id) + 12.25);
     }
 }
 
