@@ -4,7 +4,6 @@
 
 #include <new>
 #include <optional>
-#include <tuple>
 #include <utility>
 
 #include "QD_OrvelTools.h"
@@ -34,6 +33,14 @@ constexpr int defaultBusyTimeout = 30000; // milliseconds
 constexpr unsigned long nullDatabase = 1000;
 
 bool isNullOrEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+
+/// The query, or null with a line: where an empty handle counts as no rows, the line is the only sign.
+QD_SQOrvelQuery* orLine(QD_SQOrvelQuery* query) {
+    if (query == nullptr) {
+        orvel::logNoMemory(execQueryName);
+    }
+    return query;
+}
 
 } // namespace
 
@@ -91,6 +98,7 @@ void QD_SQOrvelConnection::close() {
         }
         rollBack(); // SQLite would keep the transaction, and its locks, for as long as a statement is alive
         forgetTransaction();
+        direct.release();
         sqlite3_close_v2(db); // with statements alive, these go on and the last of them closes the database
         dbPathName.clear();
         db = nullptr;
@@ -147,20 +155,22 @@ const char* QD_SQOrvelConnection::runFirstStatement(const char* text) {
 QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned int /*flags*/) {
     return framed({execQueryName, QD_ORVEL_ERR_SQL_QUERY}, [&] {
         if (isNullOrEmpty(sql)) {
-            return QD_OrvelQueryHandle(queryOver(nullptr));
+            return QD_OrvelQueryHandle(orLine(new (std::nothrow) QD_SQOrvelQuery(this, nullptr, true)));
         }
         checkDB();
         checkTransaction();
         orvel::traceSql(sql);
         const orvel::Utf8Text text(sql);
-        for (;;) {
-            // The query is made first: what a statement has done cannot be told as failed for want of memory.
-            auto* const query = queryOver(compile(text.get()));
-            const QD_OrvelQueryHandle rows(query);
-            const std::optional<int> failure = query != nullptr ? query->start() : std::nullopt;
+        // The query is made first: what a statement has done cannot be told as failed for want of memory.
+        orvel::SqliteStatement& statement = freeStatement();
+        auto* const query = orLine(new (std::nothrow) QD_SQOrvelQuery(this, &statement));
+        QD_OrvelQueryHandle rows(query);
+        while (query != nullptr) {
+            statement.replace(compile(text.get()));
+            const std::optional<int> failure = query->start();
             if (!failure) {
                 noteSuccess();
-                return rows;
+                break;
             }
             if (*failure != SQLITE_SCHEMA) {
                 noteFailure(db, *failure);
@@ -169,20 +179,16 @@ QD_OrvelQueryHandle QD_SQOrvelConnection::execQuery(const char* sql, unsigned in
                                           orvel::sqliteMessage(db, *failure).c_str(), 0);
             }
         }
+        return rows;
     });
 }
 
-/// Takes the statement over whatever happens. Null, with a line, when memory is exhausted: where an empty handle counts as
-/// no rows, the line is the only sign.
-QD_SQOrvelQuery* QD_SQOrvelConnection::queryOver(sqlite3_stmt* statement) {
-    orvel::OwnedSqliteStatement owned(statement);
-    auto* const query = new (std::nothrow) QD_SQOrvelQuery(this, statement, true);
-    if (query == nullptr) {
-        orvel::logNoMemory(execQueryName);
-    } else {
-        std::ignore = owned.release();
+/// The one of the query before, if that has ended, or a new one.
+orvel::SqliteStatement& QD_SQOrvelConnection::freeStatement() {
+    if (direct.isNull() || !direct->isSpare()) {
+        direct = QD_OrvelTypedHandle<orvel::SqliteStatement>(new orvel::SqliteStatement(nullptr));
     }
-    return query;
+    return *direct.get();
 }
 
 int QD_SQOrvelConnection::execQueryScalar(const char* sql, unsigned int flags) {

@@ -10,6 +10,9 @@
 struct sqlite3;
 struct sqlite3_stmt;
 class QD_SQOrvelQuery;
+namespace orvel {
+class SqliteStatement;
+}
 
 /// A connection to one SQLite database file; see QD_OrvelConnection for what every connection promises.
 ///
@@ -156,13 +159,15 @@ private:
     sqlite3_stmt* rollback = nullptr; // compiled at the first begin: later there may be no memory for it
     std::string dbPathName;
     QD_OrvelConfig config;
+    QD_OrvelTypedHandle<orvel::SqliteStatement>
+        direct; // of the last query; serves the next one when that has ended
 
     QD_SQOrvelConnection(const QD_SQOrvelConnection& other);
 
     void openFile(const std::string& diskName, const std::string& fileName);
     sqlite3_stmt* prepare(const char* text, const char** tail);
     const char* runFirstStatement(const char* text);
-    QD_SQOrvelQuery* queryOver(sqlite3_stmt* statement);
+    orvel::SqliteStatement& freeStatement();
     void runTableTemplate(const char* tableID, const char* templateName, const char* tableName,
                           bool required);
     bool hasOpen(const std::string& fileName) const;

@@ -73,8 +73,8 @@ QD_SQOrvelQuery::QD_SQOrvelQuery(QD_SQOrvelConnection* owner, sqlite3_stmt* comp
 }
 
 QD_SQOrvelQuery::QD_SQOrvelQuery(QD_SQOrvelConnection* owner, orvel::SqliteStatement* shared)
-    : connection(owner) {
-    share(shared);
+    : connection(owner), statement(shared) {
+    statement->addQuery();
 }
 
 QD_SQOrvelQuery::~QD_SQOrvelQuery() { QD_SQOrvelQuery::close(); }
@@ -334,7 +334,7 @@ void QD_SQOrvelQuery::close() {
             return;
         }
         sqlite3* const db = sqlite3_db_handle(current());
-        const int result = statement->dropQuery();
+        const int result = statement->dropQuery(db == *connection.get());
         if (result != SQLITE_OK) {
             reportLoss(db, result);
         }

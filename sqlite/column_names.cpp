@@ -41,10 +41,10 @@ void ColumnNames::read(sqlite3_stmt* statement) {
     try {
         const auto count = static_cast<std::size_t>(sqlite3_column_count(statement));
         std::vector<std::size_t> begins(count);
+        text.clear();
         for (std::size_t column = 0; column < count; ++column) {
             const char* const name = sqlite3_column_name(statement, static_cast<int>(column));
-            if (name ==
-                nullptr) { // SQLite had no memory for it, which must not pass for a column without this name
+            if (name == nullptr) { // for want of memory, which must not pass for a column without this name
                 throw std::bad_alloc();
             }
             begins[column] = text.size();
@@ -64,16 +64,9 @@ void ColumnNames::read(sqlite3_stmt* statement) {
             known = static_cast<int>(column);
         } else {
             names[column] =
-                ""; // the first of the name is found, not this one; nobody searches for an empty name
+                ""; // the first of the name is the one to be found, and no search is for an empty name
         }
     }
-}
-
-void ColumnNames::forget() noexcept {
-    text.clear();
-    names.clear();
-    table.clear();
-    likely = nullptr;
 }
 
 } // namespace orvel

@@ -22,7 +22,10 @@ public:
         return likely != nullptr && std::strcmp(name, *likely) == 0 ? found(likely) : search(statement, name);
     }
     /// The statement is another one from now on.
-    void forget() noexcept;
+    void forget() noexcept {
+        likely = nullptr;
+        names.clear();
+    }
 
 private:
     std::string text;               // all names, each with its zero

@@ -9,20 +9,25 @@ void SqliteFinalizer::operator()(sqlite3_stmt* statement) const noexcept { sqlit
 SqliteStatement::~SqliteStatement() { sqlite3_finalize(statement); }
 
 void SqliteStatement::replace(sqlite3_stmt* compiled) noexcept {
-    sqlite3_finalize(statement);
+    if (statement != nullptr) {
+        sqlite3_finalize(statement);
+    }
     statement = compiled;
     bound = false;
     kept.clear();
     names.forget();
-    markerCount = sqlite3_bind_parameter_count(statement);
 }
 
-int SqliteStatement::dropQuery() noexcept {
+int SqliteStatement::markers() const noexcept { return sqlite3_bind_parameter_count(statement); }
+
+int SqliteStatement::dropQuery(bool databaseStaysOpen) noexcept {
     --queries;
     if (queries > 0) {
         return SQLITE_OK;
     }
-    const int result = sqlite3_reset(statement);
+    const bool isUnneeded = !hasCommand && databaseStaysOpen;
+    const int result =
+        isUnneeded ? sqlite3_finalize(std::exchange(statement, nullptr)) : sqlite3_reset(statement);
     bound = false;
     kept.clear();
     return result;

@@ -41,9 +41,12 @@ public:
     void addCommand() noexcept { hasCommand = true; }
     void dropCommand() noexcept { hasCommand = false; }
     void addQuery() noexcept { ++queries; }
-    /// Answers SQLite's code of the reset, which may commit what the statement has changed.
-    int dropQuery() noexcept;
+    /// Ends the statement's run with the last query; finalizes it at once where no command needs it and the database stays open
+    /// without it. Answers SQLite's code of that, which may commit what the statement has changed.
+    int dropQuery(bool databaseStaysOpen) noexcept;
     bool isRead() const noexcept { return queries > 0; }
+    /// It has ended with its last query, and can take another statement.
+    bool isSpare() const noexcept { return statement == nullptr && queries == 0 && !hasCommand; }
 
     /// True once the command's parameters are bound for the coming run, or for the one that queries still read.
     bool isBound() const noexcept { return bound; }
@@ -53,7 +56,7 @@ public:
     int columnNamed(const char* name) { return names.find(statement, name); }
 
     /// How many markers it has.
-    int markers() const noexcept { return markerCount; }
+    int markers() const noexcept;
 
     /// Parameter values that the command discards while a query still reads with them are kept alive. Room for them is made
     /// before they are bound: later, a failure would leave SQLite with the addresses of freed memory.
@@ -62,7 +65,6 @@ public:
 
 private:
     sqlite3_stmt* statement = nullptr;
-    int markerCount = 0;
     int queries = 0;
     bool hasCommand = false;
     bool bound = false;

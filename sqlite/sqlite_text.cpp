@@ -32,12 +32,13 @@ void requireSqlSize(std::size_t size) {
 }
 
 Utf8Text::Utf8Text(const char* text) : utf8(text) {
-    const std::size_t size = std::strlen(text);
-    if (!platform::narrowIsUtf8()) {
-        converted = platform::narrowToUtf8({text, size});
+    if (platform::narrowIsUtf8()) {
+        requireSqlSize(std::strlen(text));
+    } else {
+        converted = platform::narrowToUtf8(text);
         utf8 = converted.c_str();
+        requireSqlSize(converted.size());
     }
-    requireSqlSize(size);
 }
 
 void logNoMemory(const char* function, std::source_location where) noexcept {

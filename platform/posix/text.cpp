@@ -63,8 +63,11 @@ constexpr std::size_t highBitsIn(std::uint64_t bytes) { return ((bytes >> 7U) * 
 namespace orvel::platform {
 
 bool narrowIsUtf8() noexcept {
-    const char* const codeset = nl_langinfo(CODESET); // asked for every row, so at most one comparison
-    return std::strcmp(codeset, *codeset == 'U' ? "UTF-8" : unsetCodeset) == 0;
+    const char* const codeset = nl_langinfo(CODESET);
+    // Asked for every statement and row: the usual answer is compared here, without a call.
+    return codeset[0] == 'U' ? codeset[1] == 'T' && codeset[2] == 'F' && codeset[3] == '-' &&
+                                   codeset[4] == '8' && codeset[5] == '\0'
+                             : std::strcmp(codeset, unsetCodeset) == 0;
 }
 
 std::string narrowToUtf8(std::string_view narrow) {
