@@ -39,8 +39,8 @@ enum QD_OrvelAppDefault : int {
 /// Unless an operation says that it never throws, it may raise QD_OrvelException: 12 when the connection is
 /// not open, 31 when the database was busy, 34, 13 or 14 when the engine refused a statement, 23 for a null
 /// or empty name. With memory exhausted, an operation raises its own code or 32. On
-/// SQLite one that answers a handle may raise std::bad_alloc or answer an empty handle instead, and one that reads through
-/// a cursor of its own (`execQueryScalar`, `tableExists`, `getTables`) then answers 0, false or an empty list. The order of
+/// SQLite one that answers a handle may answer an empty one instead, and one that reads through a cursor of its own
+/// (`execQueryScalar`, `tableExists`, `getTables`) then answers 0, false or an empty list. The order of
 /// the virtual operations is part of the interface.
 class QD_ORVEL_EXPORT QD_OrvelConnection : public QD_OrvelHandableClass {
 public:

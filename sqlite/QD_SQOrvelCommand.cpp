@@ -27,6 +27,17 @@ constexpr unsigned long nullPointer = 1000;
     throw QD_SQOrvelException(QD_ORVEL_ERR_OUT_OF_MEMORY, function, 0, "", 0);
 }
 
+/// Adds a parameter: `fill` gives a new slot its value.
+template <class Fill>
+void addTo(orvel::SqliteParameters& params, const char* function, Fill fill) {
+    try {
+        fill(params.next());
+        params.add();
+    } catch (const std::bad_alloc&) {
+        throwOutOfMemory(function);
+    }
+}
+
 } // namespace
 
 QD_SQOrvelCommand::QD_SQOrvelCommand(QD_SQOrvelConnection* owner, const char* text,
@@ -135,35 +146,37 @@ void QD_SQOrvelCommand::addStringParam(const char* text) {
         addEmptyParam(QD_ORVEL_DATA_STRING);
         return;
     }
-    std::string converted;
-    if (!platform::narrowIsUtf8()) {
-        converted = platform::narrowToUtf8(text);
-        text = converted.c_str();
-    }
-    if (!params->addCopy(QD_ORVEL_DATA_STRING, text, std::strlen(text))) {
+    try {
+        std::string converted;
+        if (!platform::narrowIsUtf8()) {
+            converted = platform::narrowToUtf8(text);
+            text = converted.c_str();
+        }
+        params->addCopy(QD_ORVEL_DATA_STRING, text, std::strlen(text));
+    } catch (const std::bad_alloc&) {
         throwOutOfMemory("QD_SQOrvelCommand::addStringParam");
     }
 }
 
 void QD_SQOrvelCommand::addIntParam(int value) {
-    QD_SQOrvelParameter& parameter = params->next();
-    parameter.kind = QD_ORVEL_DATA_INT;
-    parameter.integer = value;
-    params->add();
+    addTo(*params, "QD_SQOrvelCommand::addIntParam", [value](QD_SQOrvelParameter& parameter) {
+        parameter.kind = QD_ORVEL_DATA_INT;
+        parameter.integer = value;
+    });
 }
 
 void QD_SQOrvelCommand::addInt64Param(long long value) {
-    QD_SQOrvelParameter& parameter = params->next();
-    parameter.kind = QD_ORVEL_DATA_INT64;
-    parameter.wide = value;
-    params->add();
+    addTo(*params, "QD_SQOrvelCommand::addInt64Param", [value](QD_SQOrvelParameter& parameter) {
+        parameter.kind = QD_ORVEL_DATA_INT64;
+        parameter.wide = value;
+    });
 }
 
 void QD_SQOrvelCommand::addDoubleParam(double value) {
-    QD_SQOrvelParameter& parameter = params->next();
-    parameter.kind = QD_ORVEL_DATA_DOUBLE;
-    parameter.real = value;
-    params->add();
+    addTo(*params, "QD_SQOrvelCommand::addDoubleParam", [value](QD_SQOrvelParameter& parameter) {
+        parameter.kind = QD_ORVEL_DATA_DOUBLE;
+        parameter.real = value;
+    });
 }
 
 void QD_SQOrvelCommand::addBlobParam(const unsigned char* data, int length) {
@@ -171,14 +184,16 @@ void QD_SQOrvelCommand::addBlobParam(const unsigned char* data, int length) {
         addEmptyParam(QD_ORVEL_DATA_BLOB);
         return;
     }
-    if (!params->addCopy(QD_ORVEL_DATA_BLOB, data, static_cast<std::size_t>(length))) {
+    try {
+        params->addCopy(QD_ORVEL_DATA_BLOB, data, static_cast<std::size_t>(length));
+    } catch (const std::bad_alloc&) {
         throwOutOfMemory("QD_SQOrvelCommand::addBlobParam");
     }
 }
 
 void QD_SQOrvelCommand::addEmptyParam(QD_OrvelDataKind /*kind*/) {
-    params->next().kind = QD_SQOrvelParameter::null;
-    params->add();
+    addTo(*params, "QD_SQOrvelCommand::addEmptyParam",
+          [](QD_SQOrvelParameter& parameter) { parameter.kind = QD_SQOrvelParameter::null; });
 }
 
 void QD_SQOrvelCommand::applyParams() {

@@ -46,17 +46,17 @@ public:
     /// Errors as `execNoQuery`, rows aside.
     QD_OrvelQueryHandle execQuery(unsigned int flags) override;
 
-    /// The operations that add parameters let std::bad_alloc out when the list cannot grow, and a text that is not valid
-    /// in the narrow encoding ends in std::runtime_error.
+    /// A parameter for which there is no memory is an error, and not added. A text that is not valid in the narrow encoding
+    /// ends in std::runtime_error.
     ///
-    /// @throws QD_OrvelException  32 the copy cannot be allocated
+    /// @throws QD_OrvelException  32 no memory
     void addStringParam(const char* text) override;
     void addIntParam(int value) override;
     void addInt64Param(long long value) override;
     void addDoubleParam(double value) override;
 
     /// @param length  in bytes; 0 and less add NULL
-    /// @throws QD_OrvelException  32 the copy cannot be allocated
+    /// @throws QD_OrvelException  32 no memory
     void addBlobParam(const unsigned char* data, int length) override;
 
     /// Every kind is the same NULL.

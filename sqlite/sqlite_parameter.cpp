@@ -31,17 +31,12 @@ int bindOne(sqlite3_stmt* statement, int index, const QD_SQOrvelParameter& param
 
 } // namespace
 
-bool QD_SQOrvelParameter::reserve(std::size_t length) noexcept {
-    if (capacity > length) {
-        return true;
-    }
-    const std::size_t larger = std::max<std::size_t>(length + 1, 32);
-    auto* const grown = new (std::nothrow) unsigned char[larger];
-    if (grown != nullptr) {
-        bytes.reset(grown);
+void QD_SQOrvelParameter::reserve(std::size_t length) {
+    if (capacity <= length) {
+        const std::size_t larger = std::max<std::size_t>(length + 1, 32);
+        bytes = std::make_unique_for_overwrite<unsigned char[]>(larger);
         capacity = larger;
     }
-    return grown != nullptr;
 }
 
 namespace orvel {
@@ -63,18 +58,15 @@ int SqliteParameters::bind(sqlite3_stmt* statement, int markers) const {
     return result;
 }
 
-bool SqliteParameters::addCopy(int kind, const void* data, std::size_t size) {
+void SqliteParameters::addCopy(int kind, const void* data, std::size_t size) {
     QD_SQOrvelParameter& slot = next();
-    if (!slot.reserve(size)) {
-        return false;
-    }
+    slot.reserve(size);
     std::memcpy(slot.bytes.get(), data, size);
     slot.bytes[size] = 0;
     slot.kind = kind;
     slot.size = size;
     anyIsLarge = anyIsLarge || slot.capacity > worthKeeping;
     add();
-    return true;
 }
 
 void SqliteParameters::dropLargeMemory() noexcept {

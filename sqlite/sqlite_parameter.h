@@ -24,8 +24,9 @@ struct QD_SQOrvelParameter {
     std::size_t capacity = 0;
     std::unique_ptr<unsigned char[]> bytes;
 
-    /// Room for `length` bytes and a zero behind them. False, with nothing changed, when there is no memory.
-    [[nodiscard]] bool reserve(std::size_t length) noexcept;
+    /// Room for `length` bytes and a zero behind them.
+    /// @throws std::bad_alloc  nothing has changed
+    void reserve(std::size_t length);
 
     /// SQLite has the value's address, not the value.
     bool isReadInPlace() const noexcept { return kind == QD_ORVEL_DATA_STRING || kind == QD_ORVEL_DATA_BLOB; }
@@ -41,6 +42,7 @@ public:
     int bind(sqlite3_stmt* statement, int markers) const;
 
     /// A slot behind the last parameter, which `add` makes a parameter once it has its value.
+    /// @throws std::bad_alloc  nothing has changed; so do those below
     QD_SQOrvelParameter& next() {
         if (used == slots.size()) {
             slots.emplace_back();
@@ -48,8 +50,8 @@ public:
         return slots[used];
     }
     void add() noexcept { ++used; }
-    /// The same for a copy of bytes. False, with nothing added, when there is no memory.
-    [[nodiscard]] bool addCopy(int kind, const void* data, std::size_t size);
+    /// The same for a copy of bytes.
+    void addCopy(int kind, const void* data, std::size_t size);
 
     bool anyIsReadInPlace() const noexcept;
     void clear() noexcept {
