@@ -1,6 +1,6 @@
 // Writes from several connections at once while their sessions are killed at random moments.
 //
-//     orvel_chaos CONFIGURATION_FILE ENGINE PORT DATABASE SECONDS OWN_SESSION KILL_SESSION
+//     session_kills CONFIGURATION_FILE ENGINE PORT DATABASE SECONDS OWN_SESSION KILL_SESSION
 //
 // OWN_SESSION is the query for the number of the session it runs in, KILL_SESSION the statement that kills the session whose
 // number is put behind it. Each transaction writes two rows with its number. Standard output tells what its writer was told
@@ -175,9 +175,9 @@ int main(int count, char** values) {
              given[6], given[7]});
         return EXIT_SUCCESS;
     } catch (QD_OrvelException& error) {
-        std::cerr << "orvel_chaos: " << error.errorMessage() << "\n";
+        std::cerr << "session_kills: " << error.errorMessage() << "\n";
     } catch (const std::exception& error) {
-        std::cerr << "orvel_chaos: not an exception of the library: " << error.what() << "\n";
+        std::cerr << "session_kills: not an exception of the library: " << error.what() << "\n";
     }
     return EXIT_FAILURE;
 }
