@@ -76,7 +76,7 @@ long long scanByHand(const std::string& sql, int columns) {
 }
 
 template <class Column>
-long long scan(QD_OrvelConnectionHandle& connection, const std::string& sql,
+long long scan(const QD_OrvelConnectionHandle& connection, const std::string& sql,
                const std::vector<Column>& columns) {
     long long sum = 0;
     for (auto row = connection->execQuery(sql.c_str(), 0); !row->eof(); row->nextRow()) {
@@ -100,7 +100,7 @@ std::string series(long long count, const std::string& columns) {
 
 /// A row of a table of so many.
 void rows(long long most) {
-    auto connection = opened();
+    const auto connection = opened();
     for (long long count = 1000; count <= most; count *= 10) {
         connection->execNoQuery("DROP TABLE IF EXISTS g", 0);
         connection->execNoQuery(
@@ -109,13 +109,13 @@ void rows(long long most) {
         const std::vector<int> columns = {0, 1, 2};
         const auto each = static_cast<double>(count);
         std::cout << "rows " << count << " " << best([&] { sink = scanByHand(all, 3); }) / each << " "
-                  << best([&] { sink = scan(connection, all, columns); }) / each << std::endl;
+                  << best([&] { sink = scan(connection, all, columns); }) / each << "\n";
     }
 }
 
 /// A field of a row of so many columns: by index, by name in order, and by name in an order that changes.
 void columns(long long most) {
-    auto connection = opened();
+    const auto connection = opened();
     for (int count = 1; count <= most; count *= 10) {
         std::string list;
         std::vector<int> indices;
@@ -133,9 +133,9 @@ void columns(long long most) {
         const std::string all = series(fetched, list);
         const auto each = static_cast<double>(fetched) * count;
         std::cout << "columns " << count << " " << best([&] { sink = scanByHand(all, count); }) / each << " "
-                  << best([&] { sink = scan(connection, all, indices); }) / each << std::endl
+                  << best([&] { sink = scan(connection, all, indices); }) / each << "\n"
                   << "names " << count << " " << best([&] { sink = scan(connection, all, names); }) / each
-                  << " " << best([&] { sink = scan(connection, all, shuffled); }) / each << std::endl;
+                  << " " << best([&] { sink = scan(connection, all, shuffled); }) / each << "\n";
     }
 }
 
@@ -146,6 +146,7 @@ void threads(long long most) {
     const auto together = [&](long long count, const std::function<void()>& work) {
         return best([&] {
                    std::vector<std::thread> running;
+                   running.reserve(static_cast<std::size_t>(count));
                    for (long long i = 0; i < count; ++i) {
                        running.emplace_back(work);
                    }
@@ -160,9 +161,9 @@ void threads(long long most) {
         std::cout << "threads " << count << " " << together(count, [&] {
             sink = scanByHand(all, 3);
         }) << " " << together(count, [&] {
-            auto connection = opened();
+            const auto connection = opened();
             sink = scan(connection, all, indices);
-        }) << std::endl;
+        }) << "\n";
     }
 }
 

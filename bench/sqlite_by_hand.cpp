@@ -27,11 +27,11 @@ void assign(std::string& text, sqlite3_stmt* row, int column) {
     text.assign(static_cast<const char*>(utf8), static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
 }
 
-template <int flags>
+template <int Flags>
 class ByHand : public Rival {
 public:
     explicit ByHand(const Place& place) {
-        check(sqlite3_open_v2(place.database().c_str(), &db, flags, nullptr));
+        check(sqlite3_open_v2(place.database().c_str(), &db, Flags, nullptr));
         sqlite3_busy_timeout(db, 5000);
     }
     ~ByHand() override { sqlite3_close(db); }

@@ -63,6 +63,7 @@ public:
         if (designated == nullptr) {
             return;
         }
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyser loses count of the references
         designated->destroyHandle();
         if (designated->noMoreHandles()) {
             delete designated;
