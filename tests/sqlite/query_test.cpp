@@ -17,6 +17,18 @@ using testing::ElementsAre;
 using SqliteQuery = SqliteTest;
 const char* const nothing = "0:0 0:0 0:0 0: 0:9";
 
+/// The names and declared types of the columns 0 to 3 and of one before and behind them, "-" for none.
+std::string columns(const QD_OrvelQueryHandle& rows) {
+    std::string all;
+    for (int index = -1; index <= 4; ++index) {
+        std::string name = "-", type = "-";
+        rows->getFieldName(index, name);
+        rows->getFieldDeclType(index, type);
+        all += name + " " + type + "; ";
+    }
+    return all;
+}
+
 TEST_F(SqliteQuery, convertsValuesAsSqliteDoes) {
     using Row = std::pair<const char*, const char*>;
     for (const auto& [value, expected] :
@@ -54,33 +66,29 @@ TEST_F(SqliteQuery, findsByNameWhatIsThereNow) {
 TEST_F(SqliteQuery, readsItsRowsUpToItsEnd) {
     run("CREATE TABLE t (a VARCHAR(10), b); INSERT INTO t VALUES (1, 'x'), (2, 'y')");
     const QD_OrvelQueryHandle rows = query("SELECT a, b AS id, b || '', 7 AS id FROM t");
-    std::string name = "before";
     int index = 9;
     for (const char* unknown : {static_cast<const char*>(nullptr), "", "ID", "id ", "i"}) {
         EXPECT_FALSE(rows->getFieldIndex(unknown, index));
         EXPECT_EQ(allOf(rows, unknown), nothing);
     }
+    EXPECT_EQ(index, 9);
+    EXPECT_TRUE(rows->getFieldIndex("id", index));
+    EXPECT_EQ(index, 1) << "the first one of that name";
     for (const int outside : {-1, 4}) {
-        EXPECT_FALSE(rows->getFieldName(outside, name) || rows->getFieldDeclType(outside, name)) << outside;
         EXPECT_EQ(allOf(rows, outside), "1:0 1:0 1:0 0: 0:0") << "answered by SQLite";
     }
-    EXPECT_FALSE(rows->getFieldDeclType(2, name)) << "an expression";
-    EXPECT_EQ(name + std::to_string(index), "before9");
-    EXPECT_TRUE(rows->getFieldIndex("id", index) && index == 1) << "the first one of that name";
-    EXPECT_TRUE(rows->getFieldDeclType(0, name) && name == "VARCHAR(10)") << name;
-    EXPECT_TRUE(rows->getFieldName(2, name) && name == "b || ''") << name;
-    EXPECT_TRUE(rows->getStringField((name = "a").c_str(), name) && name == "1")
-        << "the name lies in the value";
-    for (const char* expected : {"1:1 1:1 1:1 1:1 1:1", "1:2 1:2 1:2 1:2 1:1"}) {
-        EXPECT_FALSE(rows->eof());
-        EXPECT_EQ(rows->numFields(), 4);
-        EXPECT_EQ(allOf(rows, "a"), expected);
+    EXPECT_EQ(columns(rows), "- -; a VARCHAR(10); id -; b || '' -; id -; - -; ");
+    std::string name = "a";
+    EXPECT_TRUE(rows->getStringField(name.c_str(), name)) << "the name lies in the value";
+    EXPECT_EQ(name, "1");
+    for (const char* const row : {"1", "2"}) {
+        EXPECT_EQ(standing(rows), std::string("4 ") + row);
+        EXPECT_EQ(textOf(rows, "a"), row);
         rows->nextRow();
     }
-    EXPECT_TRUE(rows->eof());
-    EXPECT_EQ(rows->numFields(), 0);
+    EXPECT_EQ(standing(rows), "end 0 0");
     EXPECT_EQ(allOf(rows, "a"), nothing) << "no name is found without a row";
-    EXPECT_FALSE(rows->getFieldName(0, name) || rows->getFieldDeclType(0, name)) << name;
+    EXPECT_EQ(columns(rows), "- -; - -; - -; - -; - -; - -; ");
 }
 
 TEST_F(SqliteQuery, ofAnEmptyTextIsAtItsEndEvenWhenClosed) {
@@ -88,9 +96,9 @@ TEST_F(SqliteQuery, ofAnEmptyTextIsAtItsEndEvenWhenClosed) {
     for (const char* sql : {static_cast<const char*>(nullptr), ""}) {
         const QD_OrvelQueryHandle rows = connection->execQuery(sql, 0);
         rows->nextRow();
-        EXPECT_TRUE(rows->eof());
-        EXPECT_EQ(std::to_string(rows->numFields()) + allOf(rows, 0) + allOf(rows, "a"),
-                  std::string("0") + nothing + nothing);
+        EXPECT_EQ(standing(rows), "end 0 (none)");
+        EXPECT_EQ(allOf(rows, 0), nothing);
+        EXPECT_EQ(allOf(rows, "a"), nothing);
     }
 }
 
@@ -138,7 +146,8 @@ TEST_F(SqliteQuery, tellsTypesAndNullsOfTheCurrentRow) {
         EXPECT_EQ(reading.fieldDataType(index), index < 0 || index > 4 ? 0 : index + 1);
         EXPECT_EQ(reading.isFieldNull(index), index == 4);
     }
-    EXPECT_TRUE(reading.isFieldNull("n") && !reading.isFieldNull("unknown"));
+    EXPECT_TRUE(reading.isFieldNull("n"));
+    EXPECT_FALSE(reading.isFieldNull("unknown"));
 }
 
 TEST_F(SqliteQuery, aStepThatFailsEndsTheCursorWithALineAndNoException) {
@@ -157,14 +166,15 @@ TEST_F(SqliteQuery, aStepThatFailsEndsTheCursorWithALineAndNoException) {
     sqlite3_step(statement);
     Probe throwing(probe, statement, false);
     EXPECT_NO_THROW(throwing.nextRow());
-    EXPECT_TRUE(throwing.eof() && !throwing.isFieldNull(0));
+    EXPECT_TRUE(throwing.eof());
+    EXPECT_FALSE(throwing.isFieldNull(0));
     EXPECT_THAT(DiagnosticLines::all(), ElementsAre(testing::_, testing::StartsWith("CATCH... "),
                                                     testing::HasSubstr("integer overflow")));
-    expectError([&] { query(overflow); }, {34, 1, "integer overflow", traceOf("execQuery execQuery")});
-    expectError([&] { query("-- nothing"); }, {34, 0, "not an error", traceOf("execQuery execQuery")});
-    expectError(
-        [] { const QD_SQOrvelQuery orphan(nullptr, nullptr, true); },
-        {22, 1000, "Null Database pointer", traceOf("QD_SQOrvelQuery QD_SQOrvelQuery", "QD_SQOrvelQuery")});
+    EXPECT_EQ(outcome([&] { query(overflow); }), "34/1 integer overflow [execQuery execQuery]");
+    EXPECT_EQ(outcome([&] { query("-- nothing"); }), "34/0 not an error [execQuery execQuery]");
+    tested = "QD_SQOrvelQuery";
+    EXPECT_EQ(outcome([] { const QD_SQOrvelQuery orphan(nullptr, nullptr, true); }),
+              "22/1000 Null Database pointer [QD_SQOrvelQuery QD_SQOrvelQuery]");
 }
 
 } // namespace

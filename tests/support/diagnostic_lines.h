@@ -33,6 +33,20 @@ private:
     }
 };
 
+/// Drops the library's diagnostic lines while it lives, and counts them: needs no memory.
+class Silence {
+public:
+    Silence() : previous(QD_OrvelSetDebugOutput([](const char*) noexcept { ++lines; })) { lines = 0; }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+    ~Silence() { QD_OrvelSetDebugOutput(previous); }
+
+    static inline int lines = 0;
+
+private:
+    QD_OrvelDebugOutput previous;
+};
+
 } // namespace orvel::tests
 
 #endif

@@ -22,6 +22,11 @@ std::string numberOf(const QD_OrvelQueryHandle& rows, Key key = 0) {
     return rows->getIntField(key, number) ? std::to_string(number) : "(none)";
 }
 
+/// Where a cursor stands: "end" when it is there, its number of fields, and the first one as an int.
+inline std::string standing(const QD_OrvelQueryHandle& rows) {
+    return (rows->eof() ? "end " : "") + std::to_string(rows->numFields()) + " " + numberOf(rows);
+}
+
 /// What every getter answers and leaves: int, 64 bits, double, text, length of the blob.
 template <class Key>
 std::string allOf(const QD_OrvelQueryHandle& rows, Key key) {

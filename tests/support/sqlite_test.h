@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
+#include <type_traits>
 
 #include "QD_OrvelInterface.h"
 #include "QD_SQOrvelConnection.h"
@@ -29,6 +31,19 @@ inline Error notOpenIn(const std::string& functions) {
     return {12, 1000, "Null Database pointer", traceOf(functions)};
 }
 
+inline void add(QD_OrvelCommand& command, int value) { command.addIntParam(value); }
+inline void add(QD_OrvelCommand& command, long long value) { command.addInt64Param(value); }
+inline void add(QD_OrvelCommand& command, double value) { command.addDoubleParam(value); }
+inline void add(QD_OrvelCommand& command, const char* value) { command.addStringParam(value); }
+
+/// The command with these parameters alone.
+template <class... Values>
+QD_OrvelCommandHandle with(const QD_OrvelCommandHandle& command, const Values&... values) {
+    command->resetParams();
+    (add(*command.get(), values), ...);
+    return command;
+}
+
 /// Tests on real SQLite files in a directory of their own, each with the database "Parts" open.
 class SqliteTest : public testing::Test {
 protected:
@@ -39,6 +54,25 @@ protected:
     std::string config;
     SqliteProbe* probe = nullptr; ///< what `connection` designates
     QD_OrvelConnectionHandle connection;
+    std::string tested = "QD_SQOrvelConnection"; ///< the class that outcomes need not name
+
+    /// What a call answers, "done", or all that its error says, as "code/provider code text [functions]".
+    template <class Body>
+    std::string outcome(const Body& body) const {
+        std::string answer = "done";
+        const Error error = errorOf([&] {
+            if constexpr (std::is_same_v<decltype(body()), int>) {
+                answer = std::to_string(body());
+            } else {
+                body();
+            }
+        });
+        if (error.code < 0) return answer;
+        const std::string functions = std::regex_replace(error.trace, std::regex(" <-|" + tested + "::"), "");
+        return std::to_string(error.code) + "/" + std::to_string(error.provCode) +
+               (error.provText.empty() ? "" : " ") + error.provText + " [" + functions + "]" +
+               (error.hr == 0 ? "" : " hr " + std::to_string(error.hr));
+    }
 
     /// Opens `connection` anew, with a configuration whose DatabaseSection/SQLite holds `sections`.
     void configure(const std::string& sections, const std::string& common = "") {
@@ -59,6 +93,10 @@ protected:
         other->open(name, path.c_str(), 0);
         other->setBusyTimeout(0);
         return other;
+    }
+    void reopen() const {
+        connection->close();
+        connection->open("Parts", nullptr, 0);
     }
     /// Whether a lock on the database keeps others from writing.
     bool isLocked() const {
