@@ -164,6 +164,9 @@ TEST_F(Transaction, reachesTheProviderOnceForEachChangeOfState) {
         EXPECT_EQ(lifeOf(scripted(failing), steps, "n"), std::string(expected) + "gone;") << steps;
     }
     EXPECT_EQ(lifeOf(QD_OrvelConnectionHandle(), "b", ""), "throws 12 QD_OrvelTransaction::begin;");
+    EXPECT_EQ(lifeOf(QD_OrvelConnectionHandle(), "B", ""), "throws 12 QD_OrvelTransaction::begin;");
+    const LeaksAllowed here; // the connection, which a begin that fails in the construction keeps for good
+    EXPECT_EQ(lifeOf(scripted("begin"), "B", ""), "begin 6;throws 31 Scripted;");
     EXPECT_EQ(DiagnosticLines::all().size(), 0U);
 }
 
@@ -172,12 +175,6 @@ TEST_F(Transaction, aFailedAbortAtItsEndIsLoggedAndSwallowed) {
     const auto* const line = "CATCH\\.\\.\\. : QD_OrvelInterface, Line [0-9]+, "
                              "QD_OrvelTransaction::~QD_OrvelTransaction - Runtime exception caught\n";
     EXPECT_THAT(DiagnosticLines::all(), testing::ElementsAre(testing::MatchesRegex(line)));
-}
-
-TEST_F(Transaction, aBeginThatFailsInItsConstructionKeepsTheConnectionForGood) {
-    const LeaksAllowed here; // the connection that the begin keeps
-    EXPECT_EQ(lifeOf(scripted("begin"), "B", ""), "begin 6;throws 31 Scripted;");
-    EXPECT_EQ(lifeOf(QD_OrvelConnectionHandle(), "B", ""), "throws 12 QD_OrvelTransaction::begin;");
 }
 
 static_assert(sizeof(QD_OrvelTransaction) == sizeof(void*));

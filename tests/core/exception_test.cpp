@@ -37,10 +37,10 @@ TEST(Exception, saysEverythingInOneLineWhichStaysWhileTheTraceGrows) {
 }
 
 TEST(Exception, takesNullForEmptyAndKeeps32BitsOfACode) {
-    const auto hr = static_cast<unsigned long>(static_cast<int>(0x80040E38U)); // its upper half is filled
-    QD_OrvelException exception(QD_ORVEL_ERR_PROVIDER, nullptr, static_cast<unsigned long>(-1), nullptr, hr);
+    constexpr auto filled = 0xFFFFFFFF80040E38UL; // as a signed code arrives: its upper half is filled
+    QD_OrvelException exception(QD_ORVEL_ERR_PROVIDER, nullptr, filled, nullptr, filled);
     exception.addFunction("open");
-    EXPECT_EQ(describe(exception), (Error{34, 4294967295UL, "", " <- open", 2147749432UL}));
+    EXPECT_EQ(describe(exception), (Error{34, 0x80040E38UL, "", " <- open", 0x80040E38UL}));
 }
 
 TEST(Exception, copiesShareNothing) {
@@ -59,12 +59,10 @@ TEST(Exception, copiesShareNothing) {
 }
 
 TEST(Exception, ofABusyEngineIsOneCodeWhateverWasAsked) {
-    // As a code arrives that travelled through a signed int: its upper half is filled.
-    const auto signedHr = static_cast<unsigned long>(static_cast<int>(0x80040E40U));
     using Row = std::tuple<unsigned long, unsigned long, bool>;
     for (const auto& [provCode, hr, busy] :
          {Row{0UL, 0UL, false}, Row{3730, 0, true}, Row{3731, 0, false}, Row{3732, 0, true}, Row{5, 0, false},
-          Row{0, 0x80040E38, true}, Row{0, 0x80040E40, true}, Row{0, signedHr, true},
+          Row{0, 0x80040E38, true}, Row{0, 0x80040E40, true}, Row{0, 0xFFFFFFFF80040E40, true},
           Row{0, 0x80040E92, true}, Row{0, 0x80040E14, false}}) {
         QD_ADOOrvelException assigned(QD_ORVEL_ERR_NOT_OPEN, "g", 0, "", 0);
         assigned = QD_ADOOrvelException(QD_ORVEL_ERR_SQL_QUERY, "f", provCode, "text", hr);

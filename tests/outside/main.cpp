@@ -17,17 +17,14 @@ void expect(bool holds, const char* what) {
 }
 
 void catchesWhatTheLibraryThrows() {
+    std::string trace;
     try {
         QD_OrvelTools::throwOnNullString(nullptr);
-        expect(false, "the library throws");
     } catch (QD_OrvelException& exception) {
-        std::string trace;
         exception.stackTrace(trace);
-        expect(exception.errorCode() == QD_ORVEL_ERR_INVALID_POINTER,
-               "the library's exception is caught by type");
-        expect(trace.rfind("QD_OrvelTools::throwOnNullString", 0) == 0, "its trace crosses the border");
-        std::printf("%s\n", exception.errorMessage());
+        expect(exception.errorCode() == QD_ORVEL_ERR_INVALID_POINTER, "the exception has its code");
     }
+    expect(trace == "QD_OrvelTools::throwOnNullString", "it is caught by type, with its trace");
 }
 
 void worksOnADatabase(const char* configuration) {
