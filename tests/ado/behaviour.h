@@ -5,12 +5,10 @@
 
 #include <ostream>
 #include <string>
-#include <vector>
 
-#include "QD_OrvelInterface.h"
+#include "tests/support/connected.h"
 #include "tests/support/diagnostic_lines.h"
 #include "tests/support/expect_error.h"
-#include "tests/support/fields.h"
 #include "tests/support/temporary_directory.h"
 
 namespace orvel::tests {
@@ -27,27 +25,10 @@ struct Context {
     friend void PrintTo(const Context& context, std::ostream* out) { *out << context.name; }
 };
 
-/// Values of a command's markers, in place of those it had.
-inline void add(const QD_OrvelCommandHandle& to, int value) { to->addIntParam(value); }
-inline void add(const QD_OrvelCommandHandle& to, long long value) { to->addInt64Param(value); }
-inline void add(const QD_OrvelCommandHandle& to, double value) { to->addDoubleParam(value); }
-inline void add(const QD_OrvelCommandHandle& to, const std::string& value) {
-    to->addStringParam(value.c_str());
-}
-inline void add(const QD_OrvelCommandHandle& to, const std::vector<unsigned char>& value) {
-    to->addBlobParam(value.data(), static_cast<int>(value.size()));
-}
-template <class... Values>
-QD_OrvelCommandHandle with(QD_OrvelCommandHandle command, const Values&... values) {
-    command->resetParams();
-    (add(command, values), ...);
-    return command;
-}
-
 /// Tests of what the interface promises on every engine, with the configuration as it is shipped: only
 /// credentials and the driver's file are put in. Each test has a database of its own, made from the shipped
 /// template.
-class Behaviour : public testing::TestWithParam<Context> {
+class Behaviour : public testing::TestWithParam<Context>, protected Connected {
 protected:
     void SetUp() override;
     void TearDown() override;
@@ -77,19 +58,11 @@ protected:
         handle->open(database.c_str(), path.c_str(), 0);
     }
 
-    int run(const std::string& sql) const { return connection->execNoQuery(sql.c_str(), 0); }
-    int ask(const std::string& sql) const { return connection->execQueryScalar(sql.c_str(), 0); }
-    QD_OrvelQueryHandle query(const std::string& sql) const { return connection->execQuery(sql.c_str(), 0); }
-    QD_OrvelCommandHandle command(const std::string& sql) const {
-        return connection->createCommand(sql.c_str(), 0);
-    }
-
     TemporaryDirectory directory;
     DiagnosticLines lines; ///< of expected failures
     std::string path = directory.path().string();
     std::string database; ///< as `open` wants it
     std::string config;
-    QD_OrvelConnectionHandle connection; ///< open
 };
 
 inline std::string contextName(const testing::TestParamInfo<Context>& info) { return info.param.name; }

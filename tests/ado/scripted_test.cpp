@@ -1,7 +1,5 @@
 // The provider over scripted objects: what it asks of the object model, and what no engine does on demand.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <climits>
 #include <functional>
@@ -17,7 +15,6 @@
 #include "tests/support/fields.h"
 #include "tests/support/refusals.h"
 #include "tests/support/scripted_ado.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -29,22 +26,6 @@ constexpr unsigned long pointer = 0x80004003;
 
 void failed() { throw ComError(fail, "words"); }
 void exhausted() { throw std::bad_alloc(); }
-
-constexpr const char* configuration = R"(<c><MajorVersion>0</MajorVersion><MinorVersion>2</MinorVersion>
-<ProviderSection><ADO><Defaults><ServerDBFilePath>E:\data</ServerDBFilePath></Defaults><E><Properties>
- <ConnectionString>$(serverName)/$(instanceName)/$(dbName)</ConnectionString>
- <LocalServerName>here</LocalServerName></Properties></E></ADO></ProviderSection>
-<DatabaseSection><E><Properties><MasterDBName>master</MasterDBName></Properties>
- <Commands><DoesTableExist>has $(tableName)</DoesTableExist><ListTables>tables</ListTables>
-  <ListTableColumns>columns $(tableName)</ListTableColumns><DropTable>drop $(tableName)</DropTable>
-  <GetLastInsertedID>last</GetLastInsertedID><DoesDatabaseExist>is $(dbName)</DoesDatabaseExist>
-  <DropDatabase>away $(dbName)</DropDatabase></Commands>
- <DatabaseTemplates><D><CreateDatabase>new $(dbName) $(dbPathName)</CreateDatabase>
-  <SetupDatabase>set $(dbName) $(dbPathName)</SetupDatabase></D></DatabaseTemplates>
- <TableTemplates><T><CreateTable>t $(tableName)</CreateTable><SetupTable>s $(tableName)</SetupTable>
-  <AlterTable3>a $(tableName)</AlterTable3></T><U><CreateTable>u $(tableName)</CreateTable></U></TableTemplates>
-</E><F><Properties><MasterDBName>m</MasterDBName><DBFileExtension>.mdf</DBFileExtension></Properties></F>
-</DatabaseSection></c>)";
 
 /// What an application's own class could reach.
 class Reachable : public QD_ADOOrvelConnection {
@@ -66,14 +47,8 @@ public:
 std::string onConnection(const std::string& functions) { return traceOf(functions, "QD_ADOOrvelConnection"); }
 std::string onCommand(const std::string& functions) { return traceOf(functions, "QD_ADOOrvelCommand"); }
 
-class ScriptedAdo : public testing::Test {
+class ScriptedAdo : public ScriptedEngine {
 protected:
-    TemporaryDirectory directory;
-    std::string file = directory.write("c.xml", configuration);
-    AdoScript script;
-    ado::Registration<ado::Connection> connections{
-        [this] { return std::make_shared<ScriptedConnection>(script); }};
-    ado::Registration<ado::Command> commands{[this] { return std::make_shared<ScriptedCommand>(script); }};
     DiagnosticLines lines;
     Reachable connection{file, "far"};
 

@@ -54,7 +54,7 @@ TEST_F(SqliteCommand, cannotBeMadeOfNothing) {
           Row{"-- a comment", "22/1000 Null virtual machine pointer [checkVM QD_SQOrvelCommand]"},
           Row{"SELECT * FROM missing",
               "34/1 no such table: missing [" + compile + compile + "QD_SQOrvelCommand]"}}) {
-        EXPECT_EQ(outcome([&, text = sql] { command(text); }), expected);
+        EXPECT_EQ(outcome([&, text = sql] { connection->createCommand(text, 0); }), expected);
     }
     expectError([&] { closed()->createCommand("SELECT 1", 0); },
                 notOpenIn("checkDB compile QD_SQOrvelCommand::QD_SQOrvelCommand"));

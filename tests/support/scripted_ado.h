@@ -1,6 +1,8 @@
 #ifndef ORVEL_TESTS_SCRIPTED_ADO_H
 #define ORVEL_TESTS_SCRIPTED_ADO_H
 
+#include <gtest/gtest.h>
+
 #include <deque>
 #include <functional>
 #include <map>
@@ -14,6 +16,7 @@
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
 #include "platform/odbc/error_list.h"
+#include "tests/support/temporary_directory.h"
 
 // Objects in the place of an engine's: they write down what they are asked, answer what they were told to and
 // fail where they were told to.
@@ -179,6 +182,34 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
         script.called("Delete", index);
         --appended;
     }
+};
+
+inline constexpr const char* scriptedConfiguration =
+    R"(<c><MajorVersion>0</MajorVersion><MinorVersion>2</MinorVersion>
+<ProviderSection><ADO><Defaults><ServerDBFilePath>E:\data</ServerDBFilePath></Defaults><E><Properties>
+ <ConnectionString>$(serverName)/$(instanceName)/$(dbName)</ConnectionString>
+ <LocalServerName>here</LocalServerName></Properties></E></ADO></ProviderSection>
+<DatabaseSection><E><Properties><MasterDBName>master</MasterDBName></Properties>
+ <Commands><DoesTableExist>has $(tableName)</DoesTableExist><ListTables>tables</ListTables>
+  <ListTableColumns>columns $(tableName)</ListTableColumns><DropTable>drop $(tableName)</DropTable>
+  <GetLastInsertedID>last</GetLastInsertedID><DoesDatabaseExist>is $(dbName)</DoesDatabaseExist>
+  <DropDatabase>away $(dbName)</DropDatabase></Commands>
+ <DatabaseTemplates><D><CreateDatabase>new $(dbName) $(dbPathName)</CreateDatabase>
+  <SetupDatabase>set $(dbName) $(dbPathName)</SetupDatabase></D></DatabaseTemplates>
+ <TableTemplates><T><CreateTable>t $(tableName)</CreateTable><SetupTable>s $(tableName)</SetupTable>
+  <AlterTable3>a $(tableName)</AlterTable3></T><U><CreateTable>u $(tableName)</CreateTable></U></TableTemplates>
+</E><F><Properties><MasterDBName>m</MasterDBName><DBFileExtension>.mdf</DBFileExtension></Properties></F>
+</DatabaseSection></c>)";
+
+/// Every object that the provider makes is a scripted one while it lives.
+class ScriptedEngine : public testing::Test {
+protected:
+    TemporaryDirectory directory;
+    std::string file = directory.write("c.xml", scriptedConfiguration);
+    AdoScript script;
+    ado::Registration<ado::Connection> connections{
+        [this] { return std::make_shared<ScriptedConnection>(script); }};
+    ado::Registration<ado::Command> commands{[this] { return std::make_shared<ScriptedCommand>(script); }};
 };
 
 } // namespace orvel::tests

@@ -7,10 +7,9 @@
 #include <string>
 #include <type_traits>
 
-#include "QD_OrvelInterface.h"
 #include "QD_SQOrvelConnection.h"
+#include "tests/support/connected.h"
 #include "tests/support/expect_error.h"
-#include "tests/support/fields.h"
 #include "tests/support/temporary_directory.h"
 
 namespace orvel::tests {
@@ -31,29 +30,15 @@ inline Error notOpenIn(const std::string& functions) {
     return {12, 1000, "Null Database pointer", traceOf(functions)};
 }
 
-inline void add(QD_OrvelCommand& command, int value) { command.addIntParam(value); }
-inline void add(QD_OrvelCommand& command, long long value) { command.addInt64Param(value); }
-inline void add(QD_OrvelCommand& command, double value) { command.addDoubleParam(value); }
-inline void add(QD_OrvelCommand& command, const char* value) { command.addStringParam(value); }
-
-/// The command with these parameters alone.
-template <class... Values>
-QD_OrvelCommandHandle with(const QD_OrvelCommandHandle& command, const Values&... values) {
-    command->resetParams();
-    (add(*command.get(), values), ...);
-    return command;
-}
-
 /// Tests on real SQLite files in a directory of their own, each with the database "Parts" open.
-class SqliteTest : public testing::Test {
+class SqliteTest : public testing::Test, protected Connected {
 protected:
     explicit SqliteTest(const std::string& sections = "") { configure(sections); }
 
     TemporaryDirectory directory;
     const std::string path = directory.path().string();
     std::string config;
-    SqliteProbe* probe = nullptr; ///< what `connection` designates
-    QD_OrvelConnectionHandle connection;
+    SqliteProbe* probe = nullptr;                ///< what `connection` designates
     std::string tested = "QD_SQOrvelConnection"; ///< the class that outcomes need not name
 
     /// What a call answers, "done", or all that its error says, as "code/provider code text [functions]".
@@ -103,13 +88,7 @@ protected:
         return errorOf([&] { opened()->execNoQuery("PRAGMA user_version = 1", 0); }).code == 31;
     }
 
-    int run(const std::string& sql) const { return connection->execNoQuery(sql.c_str(), 0); }
-    int ask(const std::string& sql) const { return connection->execQueryScalar(sql.c_str(), 0); }
     int rows(const std::string& table = "t") const { return ask("SELECT COUNT(*) FROM " + table); }
-    QD_OrvelQueryHandle query(const std::string& sql) const { return connection->execQuery(sql.c_str(), 0); }
-    QD_OrvelCommandHandle command(const char* sql) const { return connection->createCommand(sql, 0); }
-
-    std::string text(const std::string& sql) const { return textOf(query(sql)); }
 };
 
 } // namespace orvel::tests
