@@ -18,9 +18,11 @@ enum QD_OrvelTransactionFlags : unsigned int {
 /// Transactions nest by counting, per connection: the outermost begin and the matching last commit or abort
 /// reach the database, everything between only counts. An inner abort therefore rolls nothing back; what the
 /// nest has done is committed or rolled back by whichever call ends it. Objects on one connection end in
-/// reverse order of their beginning. When the engine rolls the transaction back by itself, its commit fails: SQLite refuses the
-/// statements before it, too (34, provider code 4), servers refuse the commit alone (16, status 0x8004D019). When a begin fails in the database, replace the connection: it counts
-/// the begin all the same.
+/// reverse order of their beginning. When a begin fails in the database, replace the connection: it counts the
+/// begin all the same.
+///
+/// When the engine rolls the transaction back by itself, its commit fails. SQLite refuses the statements
+/// before the commit as well (34, provider code 4), servers the commit alone (16, status 0x8004D019).
 ///
 /// The object keeps the connection alive and belongs to the same thread. Never copy or assign one: both
 /// objects would free the same state.

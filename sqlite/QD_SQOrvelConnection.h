@@ -74,7 +74,8 @@ public:
     // breaks the SQL is SQLite's error.
 
     /// In SQLite's own order, its own tables included, views not. A failure in the middle, such as a database that turns busy,
-    /// cuts the list short; the line in the log is its only sign. With memory exhausted for the query the answer is 0. And a name that the narrow encoding cannot take is left out.
+    /// cuts the list short; the line in the log is its only sign. With memory exhausted for the query the answer is 0. A
+    /// name that the narrow encoding cannot take is left out.
     int getTables(std::vector<std::string>& names) override;
 
     /// `table` may lie in `names`.

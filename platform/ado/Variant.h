@@ -66,14 +66,12 @@ inline bool isEmptyOrNull(const Variant& value) noexcept {
 }
 
 /// Conversions. All raise ComError: DISP_E_TYPEMISMATCH for NULL, a missing argument, bytes, and a text that
-/// is not a number; DISP_E_OVERFLOW for a value that the target cannot hold. Empty is 0, false or an empty
+/// is not a number; DISP_E_OVERFLOW for a value that the target cannot hold. Empty is 0 or an empty
 /// text. True is -1. A date counts as its days since 1899-12-30.
 
 /// Fractions are rounded half to even: 2.5 is 2, 3.5 is 4.
 std::int32_t toInt32(const Variant& value);
 double toDouble(const Variant& value);
-/// A number is true when it is not zero; the texts true, false, #TRUE# and #FALSE# count in any case.
-bool toBoolean(const Variant& value);
 /// Doubles have at most 15 digits, floats 7; a decimal has all its digits, those of its scale included; a
 /// date is written YYYY-MM-DD hh:mm:ss, with a fraction of a second only when there is one.
 std::string toText(const Variant& value);

@@ -15,7 +15,6 @@ inline constexpr std::uint32_t dispOverflow = 0x8002000A;
 // What the objects themselves object to.
 inline constexpr std::uint32_t adErrInvalidArgument = 0x800A0BB9;
 inline constexpr std::uint32_t adErrNoCurrentRecord = 0x800A0BCD;
-inline constexpr std::uint32_t adErrFeatureNotAvailable = 0x800A0CB3;
 inline constexpr std::uint32_t adErrItemNotFound = 0x800A0CC1;
 inline constexpr std::uint32_t adErrObjectClosed = 0x800A0E78;
 inline constexpr std::uint32_t adErrObjectOpen = 0x800A0E79;

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "platform/ado/Variant.h"
-#include "platform/ado/ascii_case.h"
 #include "platform/ado/decimal_digits.h"
 #include "platform/ado/status.h"
 #include "platform/hresult.h"
@@ -125,16 +124,6 @@ std::string textOf(const Date& date) {
     return text.empty() ? time : text + ' ' + time;
 }
 
-bool booleanOf(std::string_view text) {
-    if (equalIgnoringCase(text, "true") || equalIgnoringCase(text, "#true#")) {
-        return true;
-    }
-    if (equalIgnoringCase(text, "false") || equalIgnoringCase(text, "#false#")) {
-        return false;
-    }
-    return doubleOf(text) != 0;
-}
-
 /// What no conversion accepts, and what is nothing, in every target.
 template <class Target>
 struct Conversion {
@@ -199,25 +188,12 @@ private:
     }
 };
 
-struct ToBoolean : Conversion<bool> {
-    using Conversion::operator();
-    bool operator()(bool value) const { return value; }
-    bool operator()(std::int64_t value) const { return value != 0; }
-    bool operator()(std::uint64_t value) const { return value != 0; }
-    bool operator()(float value) const { return value != 0; }
-    bool operator()(double value) const { return value != 0; }
-    bool operator()(const Decimal& value) const { return value.low != 0 || value.high != 0; }
-    bool operator()(const Date& value) const { return doubleOf(value) != 0; }
-    bool operator()(const std::string& value) const { return booleanOf(value); }
-};
-
 } // namespace
 
 namespace orvel::platform::ado {
 
 std::int32_t toInt32(const Variant& value) { return std::visit(ToInt32{}, value); }
 double toDouble(const Variant& value) { return std::visit(ToDouble{}, value); }
-bool toBoolean(const Variant& value) { return std::visit(ToBoolean{}, value); }
 std::string toText(const Variant& value) { return std::visit(ToText{}, value); }
 Decimal toDecimal(const Variant& value) { return std::visit(ToDecimal{}, value); }
 

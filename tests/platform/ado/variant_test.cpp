@@ -105,14 +105,6 @@ TEST(Variant, becomesADecimalOf96Bits) {
                {"79228162514264337593543950336", 1e300, infinity}, {"1.2.3"});
 }
 
-TEST(Variant, becomesABoolean) {
-    using Is = Case<bool>;
-    expectEach(toBoolean,
-               {Is{true, true}, Is{0.1, true}, Is{"TRUE", true}, Is{"#true#", true}, Is{"2", true},
-                Is{decimal("0.01"), true}, Is{0, false}, Is{"False", false}, Is{decimal("0"), false}},
-               {}, {"yes"});
-}
-
 TEST(Variant, exactDecimalsAndDatesAreTakenOnlyWhenNothingIsLost) {
     Decimal number;
     for (const char* digits :
