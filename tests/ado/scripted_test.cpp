@@ -138,14 +138,10 @@ TEST_F(ScriptedAdo, anEngineIsQuotedWholeAndItsLastCodeWins) {
                 {14, 0, "words", onConnection("execQuery tableExists"), fail});
     script.failures["Execute"] = exhausted;
     EXPECT_EQ(error(), (Error{13, 1, "Runtime Exception", trace, 0}));
-    const std::string status = orvel::platform::hresultText(fail);
-    EXPECT_EQ(said(), "CATCH _com_error: Connection::execNoQuery - onetwo\n"
-                      "CATCH _com_error: Connection::execNoQuery - " +
-                          status +
-                          "\n"
-                          "CATCH _com_error: Connection::execQuery - " +
-                          status +
-                          "\n"
+    const std::string status = orvel::platform::hresultText(fail) + "\n",
+                      com = "CATCH _com_error: Connection::";
+    EXPECT_EQ(said(), com + "execNoQuery - onetwo\n" + com + "execNoQuery - " + status + com +
+                          "execQuery - " + status +
                           "CATCH ... : Connection::execNoQuery - Runtime exception caught\n");
 }
 
