@@ -129,7 +129,7 @@ void columns(long long most) {
         for (std::size_t i = 0; i < shuffled.size(); ++i) {
             std::swap(shuffled[i], shuffled[i * 7919 % shuffled.size()]);
         }
-        const int fetched = std::max(20, 20000 / count);
+        const int fetched = std::max(200, 200000 / count);
         const std::string all = series(fetched, list);
         const auto each = static_cast<double>(fetched) * count;
         std::cout << "columns " << count << " " << best([&] { sink = scanByHand(all, count); }) / each << " "
