@@ -142,10 +142,10 @@ void QD_ADOOrvelCommand::addBlobParam(const unsigned char* data, int length) {
             addEmptyParam(QD_ORVEL_DATA_BLOB);
             return;
         }
-        const ado::Variant bytes = byteArray(data, length);
+        ado::Variant bytes = byteArray(data, length);
         ado::Command& target = needed(command);
         auto parameter = inputParameter(target, ado::adLongVarBinary, length, ado::Missing{});
-        parameter->appendChunk(bytes);
+        parameter->appendChunk(std::move(bytes));
         target.parameters().append(std::move(parameter));
     });
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "QD_ADOOrvelCommand.h"
 #include "QD_ADOOrvelException.h"
@@ -13,6 +14,7 @@
 #include "core/diagnostics.h"
 #include "core/first_field.h"
 #include "platform/ado/class_factory.h"
+#include "platform/ado/connection_string.h"
 #include "platform/ado/constants.h"
 #include "platform/secret_text.h"
 #include "platform/text.h"
@@ -74,10 +76,9 @@ void QD_ADOOrvelConnection::open(const char* name, const char* /*path*/, unsigne
             }
             connection.reset(); // goes even when no other can be made
             connection = ado::createObject<ado::Connection>().shared();
-            const platform::SecretText narrow(connectionString(name));
-            const platform::SecretText utf8(platform::narrowToUtf8(narrow.text));
+            const platform::SecretText text(connectionString(name));
             setBusyTimeout(timeoutMs);
-            needed(connection).open(utf8.text, "", "", 0);
+            needed(connection).open(text.text, "", "", 0);
             entered = true;
             providerName = platform::utf8ToNarrow(connection->provider());
             providerVersion = platform::utf8ToNarrow(connection->version());
@@ -91,17 +92,22 @@ void QD_ADOOrvelConnection::open(const char* name, const char* /*path*/, unsigne
     }
 }
 
+/// In UTF-8.
 std::string QD_ADOOrvelConnection::connectionString(const char* name) {
-    std::string text;
-    config.getProviderDBProperty(database.c_str(), "ConnectionString", text, true);
+    platform::SecretText text;
+    config.getProviderDBProperty(database.c_str(), "ConnectionString", text.text, true);
     std::string serverName = server;
     if (serverName.empty()) {
         config.getProviderDBProperty(database.c_str(), "LocalServerName", serverName, true);
     }
-    orvel::replacePlaceholder(text, "$(instanceName)", instance.c_str());
-    orvel::replacePlaceholder(text, "$(serverName)", serverName.c_str());
-    orvel::replacePlaceholder(text, "$(dbName)", name);
-    return text;
+    std::string utf8 = platform::narrowToUtf8(text.text);
+    for (const auto& [placeholder, value] : {std::pair{"$(instanceName)", instance.c_str()},
+                                             {"$(serverName)", serverName.c_str()},
+                                             {"$(dbName)", name}}) {
+        const std::string placed = ado::placedValue(utf8, placeholder, platform::narrowToUtf8(value));
+        orvel::replacePlaceholder(utf8, placeholder, placed.c_str());
+    }
+    return utf8;
 }
 
 bool QD_ADOOrvelConnection::isOpen() const {

@@ -21,7 +21,7 @@ public:
     virtual void setPrecision(std::uint8_t digits) = 0;
     virtual void setNumericScale(std::uint8_t digits) = 0;
     /// Adds bytes to the value of a binary parameter.
-    virtual void appendChunk(const Variant& data) = 0;
+    virtual void appendChunk(Variant&& data) = 0;
 };
 
 /// The parameters of a command: the n-th belongs to the n-th marker.

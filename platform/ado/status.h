@@ -16,6 +16,7 @@ inline constexpr std::uint32_t dispOverflow = 0x8002000A;
 inline constexpr std::uint32_t adErrInvalidArgument = 0x800A0BB9;
 inline constexpr std::uint32_t adErrNoCurrentRecord = 0x800A0BCD;
 inline constexpr std::uint32_t adErrItemNotFound = 0x800A0CC1;
+inline constexpr std::uint32_t adErrProviderNotFound = 0x800A0E7A;
 inline constexpr std::uint32_t adErrObjectClosed = 0x800A0E78;
 inline constexpr std::uint32_t adErrObjectOpen = 0x800A0E79;
 inline constexpr std::uint32_t adErrInvalidParamInfo = 0x800A0E7C;

@@ -59,7 +59,7 @@ TEST_F(ExhaustedMemoryAdo, everyFailureIsToldThoughAnAllocationFails) {
         {[&] { connection->execNoQuery("DELETE FROM t", 0); }, true},
         {[&] { command->execQuery(0); }, true},
         {[&] { command->addStringParam("not a short text at all"); }, true}};
-    using Words = std::vector<orvel::platform::odbc::Diagnostic>;
+    using Words = std::vector<orvel::platform::ado::Diagnostic>;
     for (const Words& words : {Words{}, Words{{"HY000", 7, "what an engine says in a sentence"}}}) {
         for (const auto& [step, throws] : steps) {
             const auto prepare = [&] {

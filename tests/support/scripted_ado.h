@@ -15,7 +15,8 @@
 #include "platform/ado/Command.h"
 #include "platform/ado/class_factory.h"
 #include "platform/ado/constants.h"
-#include "platform/odbc/error_list.h"
+#include "platform/ado/error_list.h"
+#include "platform/ado/status.h"
 #include "tests/support/temporary_directory.h"
 
 // Objects in the place of an engine's: they write down what they are asked, answer what they were told to and
@@ -36,7 +37,7 @@ struct AdoScript {
 
     std::string calls;                                     ///< one behind the other
     std::map<std::string, std::function<void()>> failures; ///< by member; raise something
-    std::shared_ptr<platform::odbc::ErrorList> errors = std::make_shared<platform::odbc::ErrorList>();
+    std::shared_ptr<ado::ErrorList> errors = std::make_shared<ado::ErrorList>();
     ado::Variant affected = std::int64_t{0};
     std::vector<Column> columns; ///< the same in every row
     int rows = 0;                ///< of every result
@@ -171,7 +172,7 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
     }
     void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
     void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
-    void appendChunk(const ado::Variant& data) override { script.called("AppendChunk", written(data)); }
+    void appendChunk(ado::Variant&& data) override { script.called("AppendChunk", written(data)); }
     void append(ado::Ref<ado::Parameter> parameter) override {
         script.called("Append");
         if (!parameter) throw platform::ComError(ado::adErrInvalidArgument, "no parameter");

@@ -1,0 +1,142 @@
+#include "platform/ado/parameter_object.h"
+
+#include <algorithm>
+#include <limits>
+#include <typeinfo>
+
+#include "platform/ado/constants.h"
+#include "platform/ado/status.h"
+
+namespace {
+
+using namespace orvel::platform;
+using namespace orvel::platform::ado;
+
+/// Puts a value into one of the parameter's own type; moved where it is of that type already.
+void convert(std::int32_t type, Variant&& from, Variant& to) {
+    switch (type) {
+    case adInteger:
+        to = std::int64_t{toInt32(from)};
+        break;
+    case adDouble:
+        to = toDouble(from);
+        break;
+    case adDecimal:
+        to = toDecimal(from);
+        break;
+    case adBSTR:
+        if (!std::holds_alternative<std::string>(from)) {
+            from = toText(from);
+        }
+        to = std::move(from);
+        break;
+    case adLongVarBinary:
+        if (!std::holds_alternative<Bytes>(from)) {
+            throw ComError(dispTypeMismatch, "The value of a binary parameter is no byte array.");
+        }
+        to = std::move(from);
+        break;
+    default:
+        throw ComError(adErrInvalidArgument, "Parameters of this type are not supported.");
+    }
+}
+
+} // namespace
+
+namespace orvel::platform::ado {
+
+void ParameterObject::assign(std::int32_t newType, std::int32_t newSize, Variant&& newValue) {
+    if (isEmptyOrNull(newValue)) {
+        content = Null{};
+    } else if (std::holds_alternative<Missing>(newValue)) {
+        content = Missing{};
+    } else {
+        convert(newType, std::move(newValue), content);
+    }
+    dataType = newType;
+    size = newSize;
+    declaredPrecision = 0;
+    declaredScale = 0;
+}
+
+void ParameterObject::appendChunk(Variant&& data) {
+    auto* const chunk = std::get_if<Bytes>(&data);
+    if (dataType != adLongVarBinary || chunk == nullptr) {
+        throw ComError(adErrInvalidArgument, "Only bytes can be appended, and only to a binary parameter.");
+    }
+    if (auto* whole = std::get_if<Bytes>(&content)) {
+        whole->insert(whole->end(), chunk->begin(), chunk->end());
+    } else {
+        content = std::move(*chunk);
+    }
+}
+
+void ParameterObject::forgetLargeValue() noexcept {
+    const auto* text = std::get_if<std::string>(&content);
+    const auto* data = std::get_if<Bytes>(&content);
+    if ((text != nullptr && text->capacity() > worthKeeping) ||
+        (data != nullptr && data->capacity() > worthKeeping)) {
+        content = Null{};
+    }
+}
+
+bool ParameterObject::isComplete() const noexcept {
+    return size > 0 || (dataType != adBSTR && dataType != adLongVarBinary);
+}
+
+const Variant& ParameterObject::value() const {
+    if (std::holds_alternative<Missing>(content)) {
+        throw ComError(dbParamNotOptional, "A parameter has no value.");
+    }
+    return content;
+}
+
+bool fitsInt64(const Decimal& decimal) noexcept {
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+    const std::uint64_t limit = decimal.sign == Decimal::negative ? most + 1 : most;
+    return decimal.high == 0 && decimal.scale == 0 && decimal.low <= limit;
+}
+
+std::int64_t int64Of(const Decimal& decimal) noexcept {
+    return static_cast<std::int64_t>(decimal.sign == Decimal::negative ? 0 - decimal.low : decimal.low);
+}
+
+void ParameterList::append(Ref<Parameter> parameter) {
+    const Parameter* given = parameter.get();
+    if (given == nullptr || typeid(*given) != typeid(ParameterObject)) {
+        throw ComError(adErrInvalidArgument, "There is no parameter to append.");
+    }
+    if (!static_cast<const ParameterObject*>(given)->isComplete()) {
+        throw ComError(adErrInvalidParamInfo, "A text or binary parameter needs a size.");
+    }
+    if (spare().get() != given) {
+        slots[used] = std::static_pointer_cast<ParameterObject>(parameter.shared());
+    }
+    ++used;
+}
+
+void ParameterList::remove(std::int32_t index) {
+    if (index < 0 || index >= count()) {
+        throw ComError(adErrItemNotFound, "There is no parameter at this position.");
+    }
+    const auto position = slots.begin() + index;
+    (*position)->forgetLargeValue();
+    std::rotate(position, position + 1, slots.begin() + count());
+    --used;
+}
+
+const std::shared_ptr<ParameterObject>& ParameterList::spare() {
+    if (used == slots.size()) {
+        slots.push_back(std::make_shared<ParameterObject>());
+    }
+    return slots[used];
+}
+
+std::shared_ptr<ParameterObject> ParameterList::make() {
+    if (spare().use_count() > 1) {
+        slots[used] = std::make_shared<ParameterObject>();
+    }
+    return slots[used];
+}
+
+} // namespace orvel::platform::ado
