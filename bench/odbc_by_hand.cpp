@@ -86,7 +86,7 @@ private:
 class OdbcByHand : public Rival {
 public:
     explicit OdbcByHand(const Place& /*place*/) {
-        const std::string text = setting("ORVEL_BENCH_CONNECTION");
+        const std::string text = setting("ORVEL_BENCH_ODBC_CONNECTION");
         connection.check(SQLDriverConnect(connection.get(), nullptr, sqlText(text.c_str()), SQL_NTS, nullptr,
                                           0, nullptr, SQL_DRIVER_NOPROMPT));
     }

@@ -102,14 +102,18 @@ struct OnSqlite : Orvel {
     }
 };
 
+/// Connected as a variable of the environment says.
+template <int Way>
 struct OnServer : Orvel {
     explicit OnServer(const Place& place) {
+        constexpr const char* variables[] = {"ORVEL_BENCH_CONNECTION", "ORVEL_BENCH_ODBC_CONNECTION",
+                                             "ORVEL_BENCH_PLAIN_CONNECTION"};
         const std::string file = (place.directory / "Server.xml").string();
         std::ofstream(file) << "<Orvel><MajorVersion>0</MajorVersion><MinorVersion>2</MinorVersion>"
                                "<CommonSection><DefaultProvider>ADO</DefaultProvider></CommonSection>"
                                "<ProviderSection><ADO><Defaults><Database>Bench</Database></Defaults>"
                                "<Bench><Properties><ConnectionString>"
-                            << setting("ORVEL_BENCH_CONNECTION")
+                            << setting(variables[Way])
                             << "</ConnectionString></Properties></Bench></ADO></ProviderSection>"
                                "<DatabaseSection><Bench><Properties><MasterDBName>none</MasterDBName>"
                                "</Properties></Bench></DatabaseSection></Orvel>";
@@ -119,7 +123,9 @@ struct OnServer : Orvel {
 };
 
 const Registered entries(Entry{"sqlite", "orvel", opened<OnSqlite>},
-                         Entry{"postgresql", "orvel", opened<OnServer>},
-                         Entry{"mariadb", "orvel", opened<OnServer>});
+                         Entry{"postgresql", "orvel", opened<OnServer<0>>},
+                         Entry{"postgresql", "orvel-odbc", opened<OnServer<1>>},
+                         Entry{"postgresql", "orvel-no-savepoints", opened<OnServer<2>>},
+                         Entry{"mariadb", "orvel", opened<OnServer<0>>});
 
 } // namespace
