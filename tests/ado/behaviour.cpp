@@ -49,6 +49,7 @@ std::string Behaviour::configuration(const std::string& password) {
     std::ifstream stream(ORVEL_SHIPPED_CONFIGURATION, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(stream), {}};
     const std::string account = ";UID=" + environment("ORVEL_TEST_USER") + ";PWD=" + password;
+    replace(text, "Provider=PostgreSQL;", "Provider=PostgreSQL" + account + ";");
     replace(text, "DRIVER={PostgreSQL Unicode}", driver("ORVEL_TEST_POSTGRESQL") + account);
     replace(text, "DRIVER={MariaDB Unicode}", driver("ORVEL_TEST_MARIADB") + account);
     if (GetParam().wholeResults) replace(text, "UseDeclareFetch=1;Fetch=500", "UseDeclareFetch=0");
@@ -75,11 +76,15 @@ void Behaviour::TearDown() {
     if (isServer()) connection->dropDatabase(database.c_str(), nullptr);
 }
 
+std::string Behaviour::portOf(const Context& context) {
+    return environment(context.engine == postgresql ? "ORVEL_TEST_POSTGRESQL_PORT"
+                                                    : "ORVEL_TEST_MARIADB_PORT");
+}
+
 QD_OrvelConnectionHandle Behaviour::closed(const std::string& file) const {
-    const char* const port = mine({"", "", "ORVEL_TEST_POSTGRESQL_PORT", "ORVEL_TEST_MARIADB_PORT"});
-    return QD_OrvelConnection::create(
-        isAdo() ? QD_ORVEL_PROVIDER_ADO : QD_ORVEL_PROVIDER_SQLITE, file.c_str(), nullptr,
-        mine({"", "SQLiteODBC", "PostgreSQL", "MariaDB"}), isServer() ? environment(port).c_str() : "none");
+    return QD_OrvelConnection::create(isAdo() ? QD_ORVEL_PROVIDER_ADO : QD_ORVEL_PROVIDER_SQLITE,
+                                      file.c_str(), nullptr, GetParam().key,
+                                      isServer() ? portOf(GetParam()).c_str() : "none");
 }
 
 QD_OrvelConnectionHandle Behaviour::another() const {

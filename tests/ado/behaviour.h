@@ -20,6 +20,7 @@ enum Engine : std::size_t { sqlite, sqliteOdbc, postgresql, mariadb };
 struct Context {
     const char* name;
     Engine engine;
+    const char* key;           ///< of the sections in the configuration
     bool wholeResults = false; ///< read into memory, where the shipped configuration does not
 
     friend void PrintTo(const Context& context, std::ostream* out) { *out << context.name; }
@@ -35,6 +36,8 @@ protected:
 
     static bool isOn(Engine engine) { return GetParam().engine == engine; }
     static bool isAdo() { return !isOn(sqlite); }
+    /// Through the engine's own client library.
+    static bool isNative() { return std::string(GetParam().key) == "PostgreSQL"; }
     static bool isServer() { return isOn(postgresql) || isOn(mariadb); }
     /// What is said or answered here: by SQLite, by the same over ODBC, by PostgreSQL, by MariaDB.
     template <class Answer>
@@ -48,6 +51,8 @@ protected:
                mine({"AUTOINCREMENT", "AUTOINCREMENT", "", "AUTO_INCREMENT"});
     }
 
+    /// Of the server behind a context.
+    static std::string portOf(const Context& context);
     /// The configuration, with that password and with a section for SQLite over ODBC.
     static std::string configuration(const std::string& password);
     QD_OrvelConnectionHandle closed(const std::string& file) const;
@@ -67,14 +72,20 @@ protected:
 
 inline std::string contextName(const testing::TestParamInfo<Context>& info) { return info.param.name; }
 
-inline constexpr Context postgresqlContext{"PostgreSQL", postgresql};
-inline constexpr Context postgresqlWholeContext{"PostgreSQLWholeResults", postgresql, true};
-inline constexpr Context mariadbContext{"MariaDB", mariadb};
-inline const auto everyContext = testing::Values(Context{"SQLite", sqlite}, Context{"SQLiteODBC", sqliteOdbc},
-                                                 postgresqlContext, postgresqlWholeContext, mariadbContext);
+inline constexpr Context sqliteContext{"SQLite", sqlite, ""};
+inline constexpr Context sqliteOdbcContext{"SQLiteODBC", sqliteOdbc, "SQLiteODBC"};
+inline constexpr Context postgresqlContext{"PostgreSQL", postgresql, "PostgreSQL"};
+inline constexpr Context postgresqlOdbcContext{"PostgreSQLODBC", postgresql, "PostgreSQLODBC"};
+inline constexpr Context postgresqlWholeContext{"PostgreSQLODBCWholeResults", postgresql, "PostgreSQLODBC",
+                                                true};
+inline constexpr Context mariadbContext{"MariaDB", mariadb, "MariaDB"};
+inline const auto everyContext =
+    testing::Values(sqliteContext, sqliteOdbcContext, postgresqlContext, postgresqlOdbcContext,
+                    postgresqlWholeContext, mariadbContext);
 inline const auto contextsWithTemplates =
-    testing::Values(Context{"SQLite", sqlite}, postgresqlContext, mariadbContext);
-inline const auto everyServer = testing::Values(postgresqlContext, postgresqlWholeContext, mariadbContext);
+    testing::Values(sqliteContext, postgresqlContext, postgresqlOdbcContext, mariadbContext);
+inline const auto everyServer =
+    testing::Values(postgresqlContext, postgresqlOdbcContext, postgresqlWholeContext, mariadbContext);
 
 } // namespace orvel::tests
 

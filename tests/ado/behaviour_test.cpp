@@ -94,7 +94,7 @@ TEST_P(Behaviour, aListingIsReadInSilenceUnlessItIsCutOff) {
         QD_OrvelConnectionHandle other = another();
         const auto rows = other->execQuery("SELECT name FROM t", 0);
         cuts == 1 ? other->close() : other.release();
-        EXPECT_EQ(length(rows), mine({250, 1, 100, 100})) << "what is in memory";
+        EXPECT_EQ(length(rows), mine({250, 1, isNative() ? 64 : 100, 100})) << "what is in memory";
         EXPECT_EQ(DiagnosticLines::all().size(), isAdo() ? cuts : 0);
     }
     EXPECT_EQ(isAdo(),
@@ -166,7 +166,8 @@ TEST_P(Behaviour, aThousandExecutionsAreOnePrepareAndNoRowIsLost) {
         double half = -1;
         EXPECT_TRUE(with(lookup, id)->execQuery(0)->getDoubleField(0, half) && half == id / 2.0);
     }
-    const bool throughCursor = isOn(postgresql) && !GetParam().wholeResults; // which is declared each time
+    // which is declared each time
+    const bool throughCursor = isOn(postgresql) && !isNative() && !GetParam().wholeResults;
     EXPECT_EQ(prepares() - second - costOfAsking, isServer() && !throughCursor ? 1 : 0);
 }
 
@@ -272,7 +273,10 @@ TEST_P(BehaviourTypes, haveANameAndAText) {
     std::string expected =
         "SmallInt 1, Integer -2147483648, BigInt 9223372036854775807, Single 1.1, Double 0.1, Numeric 1.50, "
         "Numeric -0.99, Numeric 0.00099, Numeric 99900000, Boolean -1, Char ab   , VarChar ab, "
-        "GUID 550E8400-E29B-41D4-A716-446655440000, DBDate 2024-01-02, DBTime 12:34:56.123456, "
+        "GUID " +
+        std::string(isNative() ? "550e8400-e29b-41d4-a716-446655440000" // as the server writes it
+                               : "550E8400-E29B-41D4-A716-446655440000") +
+        ", DBDate 2024-01-02, DBTime 12:34:56.123456, "
         "DBTime 24:00:00, DBTimeStamp 2024-01-02 03:04:05.6, Integer (none), VarChar ab, Numeric NaN, "
         "Numeric " +
         std::string(100, '9') + ", LongVarChar ab, VarChar {t,f,t}, VarChar {\"a\": 1}, VarChar 1 day, ";
