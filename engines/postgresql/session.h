@@ -69,27 +69,31 @@ public:
     /// Makes plans of them, where they have no number yet.
     /// @return a failure of the server
     Failure prepareGuards();
+    /// A text may have dropped them; they are made again when they are needed.
     void forgetGuards() noexcept { hasGuards = false; }
+    /// Does so when the failure names one of them.
     void noticeDroppedPlan(const Failure& failure) noexcept;
     bool isInTransaction() const noexcept { return wire.transactionStatus() == PQTRANS_INTRANS; }
 
-    /// All of a statement's answer has been read. Undoes what failed; nothing of `user` is on the connection any more.
+    /// All of a statement's answer has been read, so that the connection is free. Undoes what failed.
     void finishTrip(Guard guard, const TextTraits& text, bool wasInTransaction, const Failure& failure);
     /// The same of preparing a plan, which leaves nothing in the transaction.
     void finishPreparing(bool wasInTransaction, const Failure& failure);
-    /// The session is gone.
+    /// Closes a connection that failed; its transaction is lost. Harmless when repeated.
     void lose() noexcept;
     /// Nothing has come within the time there was: the session is given up.
     Failure giveUp();
     /// A scan ended before its last row.
     void noteBrokenScan() noexcept { transaction.spoil(); }
+    /// Notes a plan for the next time that plans are dropped, many in one trip.
     void dropPlan(std::string plan) noexcept;
+    /// A name that no other plan of the session has had.
     std::string newPlanName();
 
     [[noreturn]] void raise(Failure failure);
 
 private:
-    /// Lost: nothing reaches the engine any more, though the connection has not been closed.
+    /// Lost: the connection failed and was closed; closed: the caller asked for it.
     enum class Link : std::uint8_t { closed, connected, lost };
 
     std::shared_ptr<ado::ErrorList> errors;

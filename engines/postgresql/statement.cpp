@@ -229,7 +229,7 @@ bool Statement::attempt(Way way, Failure& reason) {
 void Statement::preparePlan(Failure& reason) {
     std::string name = session->newPlanName();
     planTypes = parameters.types();
-    guard = session->guardFor(traits);
+    static_cast<void>(session->guardFor(traits)); // sets the savepoint that a failure here goes back to
     guard = Guard::none;
     PGconn* const connection = session->connection();
     expectAnswer();

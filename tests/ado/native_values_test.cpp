@@ -82,7 +82,7 @@ public:
         if (type == "TIMESTAMPTZ" && !said_.ends_with("BC") && said_.find('-') == 4) {
             return said_.substr(0, said_.find_first_of("+-", 11));
         }
-        return said_.empty() ? "" : said_;
+        return said_;
     }
     std::string doubleText() const {
         if (isNull || !(isReal() || type.starts_with("NUMERIC") || isInteger()) ||
