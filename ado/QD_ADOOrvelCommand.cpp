@@ -74,8 +74,10 @@ std::int32_t sizeOf(const std::string& text) {
 }
 
 ado::Bytes byteArray(const unsigned char* data, int length) {
-    ado::Bytes bytes(static_cast<std::size_t>(length)); // a negative length cannot be allocated
-    std::memcpy(bytes.data(), data, bytes.size());
+    ado::Bytes bytes;
+    bytes.reserve(static_cast<std::size_t>(length)); // a negative length cannot be allocated
+    const auto* const first = reinterpret_cast<const std::byte*>(data);
+    bytes.insert(bytes.end(), first, first + length);
     return bytes;
 }
 

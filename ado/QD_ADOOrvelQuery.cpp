@@ -34,7 +34,7 @@ bool takeBytes(ado::Field& field, unsigned int& size, unsigned char* buffer) {
     if (size == 0 || buffer == nullptr || capacity < size) {
         return size != 0 && buffer == nullptr;
     }
-    const ado::Variant chunk = field.getChunk(length);
+    const ado::Variant& chunk = field.getChunk(length);
     const auto* const bytes = std::get_if<ado::Bytes>(&chunk);
     if (bytes == nullptr || bytes->size() < size) {
         return false;

@@ -28,6 +28,15 @@ enum class Wait : std::uint8_t { toRead, toReadOrWrite, toWrite };
 /// False when the deadline passed first.
 bool waitForSocket(int socket, Wait what, const Deadline& deadline) noexcept;
 
+/// False when nothing came of it for that time. May wait a little longer, when signals come.
+bool waitForSocket(int socket, Wait what, std::chrono::milliseconds time) noexcept;
+
+/// Lets a TCP connection end within a minute when its other host, or the way there, is gone.
+void watchPeer(int socket) noexcept;
+
+/// Lets calls of others that block on the socket return after that time with nothing done.
+void limitBlocking(int socket, std::chrono::milliseconds time) noexcept;
+
 } // namespace orvel::platform
 
 #endif

@@ -3,24 +3,14 @@
 
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
 #include "engines/postgresql/libpq.h"
 #include "platform/ado/engine.h"
+#include "platform/ado/failure.h"
 
 namespace orvel::engines::postgresql {
 
-/// What went wrong in a call, until somebody raises it.
-struct Failure {
-    std::uint32_t status = 0; ///< 0: nothing
-    std::vector<ado::Diagnostic> diagnostics;
-    bool isLoss = false; ///< the session is gone with it
-
-    explicit operator bool() const noexcept { return status != 0; }
-    std::string_view sqlState() const noexcept {
-        return diagnostics.empty() ? std::string_view() : std::string_view(diagnostics.front().sqlState);
-    }
-};
+using ado::Failure;
 
 /// Of a result that is an error.
 Failure failureOf(const PGconn* connection, const PGresult* result);

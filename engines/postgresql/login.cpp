@@ -1,7 +1,6 @@
 #include "engines/postgresql/login.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
 #include "engines/postgresql/libpq.h"
@@ -40,26 +39,6 @@ bool isKnown(const PQconninfoOption* known, std::string_view name) noexcept {
     return false;
 }
 
-bool switched(const std::string& value) {
-    const auto isOneOf = [&value](std::initializer_list<std::string_view> words) {
-        return std::ranges::any_of(words,
-                                   [&](std::string_view word) { return equalIgnoringCase(value, word); });
-    };
-    if (!isOneOf({"on", "off", "1", "0", "yes", "no", "true", "false"})) {
-        refuse("StatementSavepoints is on or off.");
-    }
-    return isOneOf({"on", "1", "yes", "true"});
-}
-
-std::int32_t seconds(const std::string& value) {
-    std::int32_t number = 0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-    if (error != std::errc() || end != value.data() + value.size()) {
-        refuse("The connect_timeout is no number of seconds.");
-    }
-    return number;
-}
-
 void put(Parameters& parameters, std::string name, std::string value) {
     parameters.names.push_back(std::move(name));
     parameters.values.push_back(std::move(value));
@@ -96,11 +75,11 @@ void addDefaults(Parameters& parameters) {
 void take(Parameters& parameters, ado::ConnectionEntry& entry, const PQconninfoOption* known) {
     const std::string name = parameterName(entry.keyword);
     if (name == savepointKeyword) {
-        parameters.savepoints = switched(entry.value);
+        parameters.savepoints = ado::isOn(entry);
         return;
     }
     if (name == "connect_timeout") {
-        parameters.timeout = seconds(entry.value);
+        parameters.timeout = ado::numberOf(entry);
         return;
     }
     if (!isKnown(known, name)) {

@@ -202,13 +202,6 @@ void Session::lose() noexcept {
     hasSavepoint = false;
 }
 
-void Session::raise(Failure failure) {
-    if (failure.diagnostics.empty()) {
-        throw ComError(failure.status, {});
-    }
-    errors->raise(failure.status, std::move(failure.diagnostics));
-}
-
 void Session::keepDateStyle() {
     const char* const style = PQparameterStatus(wire.get(), "DateStyle");
     if (running == nullptr && style != nullptr && !std::string_view(style).starts_with("ISO")) {

@@ -90,7 +90,7 @@ public:
     /// A name that no other plan of the session has had.
     std::string newPlanName();
 
-    [[noreturn]] void raise(Failure failure);
+    [[noreturn]] void raise(Failure failure) { ado::raise(std::move(failure), *errors); }
 
 private:
     /// Lost: the connection failed and was closed; closed: the caller asked for it.

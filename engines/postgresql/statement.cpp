@@ -480,7 +480,11 @@ void Statement::storeRest() noexcept {
 }
 
 void Statement::storeRow(const PGresult* result) {
-    store->beginRow();
+    std::size_t size = 0;
+    for (int column = 0; column < PQnfields(result); ++column) {
+        size += static_cast<std::size_t>(PQgetlength(result, 0, column)); // 0 for NULL
+    }
+    store->beginRow(columns.size(), size);
     for (int column = 0; column < PQnfields(result); ++column) {
         if (PQgetisnull(result, 0, column) == 1) {
             store->addNull();
@@ -494,6 +498,7 @@ void Statement::storeRow(const PGresult* result) {
 
 /// What cannot be kept is read all the same: the connection is wanted.
 void Statement::loseRest(std::uint32_t status) noexcept {
+    store.reset();
     failure.status = status;
     try {
         Failure reason;

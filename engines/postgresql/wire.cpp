@@ -14,7 +14,6 @@ using orvel::platform::Deadline;
 using orvel::platform::Wait;
 using orvel::platform::waitForSocket;
 
-constexpr std::int32_t cancellingTime = 5; // seconds
 constexpr std::chrono::seconds longestCancelling{2};
 
 void ignoreNotice(void* /*argument*/, const char* /*message*/) {}
@@ -22,18 +21,6 @@ void ignoreNotice(void* /*argument*/, const char* /*message*/) {}
 } // namespace
 
 namespace orvel::engines::postgresql {
-
-const Deadline& Patience::deadline() noexcept {
-    if (!std::exchange(hasBegun, true)) {
-        end = Deadline(limit);
-    }
-    return end;
-}
-
-bool Patience::turnsToCancelling() noexcept {
-    end = Deadline(cancellingTime);
-    return std::exchange(cancels, false);
-}
 
 Failure Wire::connect(const Parameters& parameters) {
     std::vector<const char*> names;
@@ -111,7 +98,7 @@ bool Wire::awaitInput(Patience& patience) {
         return false;
     }
     const Wait what = PQflush(connection.get()) == 1 ? Wait::toReadOrWrite : Wait::toRead;
-    while (!waitForSocket(PQsocket(connection.get()), what, patience.deadline())) {
+    while (!patience.wait(PQsocket(connection.get()), what)) {
         if (!patience.turnsToCancelling()) {
             throw NoAnswer{};
         }

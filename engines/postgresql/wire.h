@@ -7,29 +7,11 @@
 #include "engines/postgresql/failure.h"
 #include "engines/postgresql/libpq.h"
 #include "engines/postgresql/login.h"
-#include "platform/socket_wait.h"
+#include "platform/ado/patience.h"
 
 namespace orvel::engines::postgresql {
 
-/// How long one call may wait for the server: until its limit, and then for a few seconds for its cancelling. The time
-/// begins with the first wait, so that a reader's own time does not count.
-class Patience {
-public:
-    /// @param seconds  0 for no limit
-    /// @param mayCancel  false gives up at once: what a COMMIT was about to do must not be guessed
-    explicit Patience(std::int32_t seconds, bool mayCancel = true) noexcept
-        : limit(seconds), cancels(mayCancel) {}
-
-    const platform::Deadline& deadline() noexcept;
-    /// True once: the statement is to be cancelled, and there is time for that.
-    bool turnsToCancelling() noexcept;
-
-private:
-    platform::Deadline end;
-    std::int32_t limit;
-    bool cancels;
-    bool hasBegun = false;
-};
+using ado::Patience;
 
 /// The server has not answered in time, not even to a cancelling.
 struct NoAnswer {};

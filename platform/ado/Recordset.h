@@ -30,8 +30,8 @@ public:
     /// Bytes of the current value; 0 for NULL.
     virtual std::int32_t actualSize() = 0;
     /// The first `length` bytes of a binary value, as Bytes; of a text, as text; NULL of NULL. Every call
-    /// begins at the front.
-    virtual Variant getChunk(std::int32_t length) = 0;
+    /// begins at the front. Valid until the field is asked for another.
+    virtual const Variant& getChunk(std::int32_t length) = 0;
 };
 
 /// Fields live as long as their recordset.

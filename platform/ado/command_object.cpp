@@ -46,13 +46,6 @@ void CommandObject::setCommandText(const std::string& newText) {
 
 void CommandObject::forgetStatements() noexcept { statements = {}; }
 
-/// An engine's errors are those of the call that comes now, also when it never gets to the engine.
-void CommandObject::beginCall() const noexcept {
-    if (connection != nullptr) {
-        connection->errorList().clear();
-    }
-}
-
 Ref<Parameter> CommandObject::createParameter(std::string_view /*name*/, std::int32_t type,
                                               std::int32_t direction, std::int32_t size, Variant&& value) {
     beginCall();

@@ -34,7 +34,12 @@ private:
 
     const std::shared_ptr<Statement>& freeStatement();
     void forgetStatements() noexcept;
-    void beginCall() const noexcept;
+    /// An engine's errors are those of the call that comes now, also when it never gets to the engine.
+    void beginCall() const noexcept {
+        if (connection != nullptr) {
+            connection->errorList().clear();
+        }
+    }
 };
 
 } // namespace orvel::platform::ado

@@ -1,6 +1,9 @@
 #include "platform/ado/connection_string.h"
 
 #include <algorithm>
+#include <charconv>
+#include <initializer_list>
+#include <system_error>
 
 #include "platform/ado/ascii_case.h"
 #include "platform/ado/engine.h"
@@ -153,6 +156,26 @@ std::vector<ConnectionEntry> parseConnectionString(std::string_view connectionSt
             {loweredText(trimmed(entry.substr(0, equals))), valueOf(trimmed(entry.substr(equals + 1)))});
     }
     return entries;
+}
+
+bool isOn(const ConnectionEntry& entry) {
+    const auto isOneOf = [&entry](std::initializer_list<std::string_view> words) {
+        return std::ranges::any_of(
+            words, [&](std::string_view word) { return equalIgnoringCase(entry.value, word); });
+    };
+    if (!isOneOf({"on", "off", "1", "0", "yes", "no", "true", "false"})) {
+        refuse("\"" + entry.keyword + "\" is on or off");
+    }
+    return isOneOf({"on", "1", "yes", "true"});
+}
+
+std::int32_t numberOf(const ConnectionEntry& entry) {
+    std::int32_t number = 0;
+    const char* const end = entry.value.data() + entry.value.size();
+    if (std::from_chars(entry.value.data(), end, number) != std::from_chars_result{end, std::errc()}) {
+        refuse("\"" + entry.keyword + "\" is not a whole number");
+    }
+    return number;
 }
 
 std::string placedValue(std::string_view connectionString, std::string_view placeholder,

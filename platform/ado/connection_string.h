@@ -2,6 +2,7 @@
 #define ORVEL_PLATFORM_ADO_CONNECTION_STRING_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,13 @@ struct ConnectionEntry {
 /// The entries of a provider with our own syntax. Blanks around keywords and around values without braces are dropped.
 /// @throws ComError  3001 for an entry without a keyword, and for braces that do not enclose a value
 std::vector<ConnectionEntry> parseConnectionString(std::string_view connectionString);
+
+/// on, off, 1, 0, yes, no, true or false.
+/// @throws ComError  3001 for anything else
+bool isOn(const ConnectionEntry& entry);
+/// A whole number.
+/// @throws ComError  3001 for anything else
+std::int32_t numberOf(const ConnectionEntry& entry);
 
 /// What to put in the place of `placeholder` so that `value` arrives as it is, whatever is in it, where the string's
 /// provider has our own syntax; the value itself for other providers.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <type_traits>
 #include <typeinfo>
 
 #include "platform/ado/constants.h"
@@ -12,29 +13,45 @@ namespace {
 using namespace orvel::platform;
 using namespace orvel::platform::ado;
 
+/// Into the memory of the value before, which mostly is of the same type.
+template <class Value>
+void put(Variant& to, Value&& value) {
+    if (auto* old = std::get_if<std::remove_cvref_t<Value>>(&to)) {
+        *old = std::forward<Value>(value);
+    } else {
+        to = std::forward<Value>(value);
+    }
+}
+
 /// Puts a value into one of the parameter's own type; moved where it is of that type already.
 void convert(std::int32_t type, Variant&& from, Variant& to) {
     switch (type) {
     case adInteger:
-        to = std::int64_t{toInt32(from)};
+        put(to, std::int64_t{toInt32(from)});
         break;
     case adDouble:
-        to = toDouble(from);
+        put(to, toDouble(from));
         break;
     case adDecimal:
-        to = toDecimal(from);
+        if (auto* decimal = std::get_if<Decimal>(&from)) {
+            put(to, *decimal);
+        } else {
+            put(to, toDecimal(from));
+        }
         break;
     case adBSTR:
-        if (!std::holds_alternative<std::string>(from)) {
-            from = toText(from);
+        if (auto* text = std::get_if<std::string>(&from)) {
+            put(to, std::move(*text));
+        } else {
+            put(to, toText(from));
         }
-        to = std::move(from);
         break;
     case adLongVarBinary:
-        if (!std::holds_alternative<Bytes>(from)) {
+        if (auto* bytes = std::get_if<Bytes>(&from)) {
+            put(to, std::move(*bytes));
+        } else {
             throw ComError(dispTypeMismatch, "The value of a binary parameter is no byte array.");
         }
-        to = std::move(from);
         break;
     default:
         throw ComError(adErrInvalidArgument, "Parameters of this type are not supported.");
@@ -80,16 +97,7 @@ void ParameterObject::forgetLargeValue() noexcept {
     }
 }
 
-bool ParameterObject::isComplete() const noexcept {
-    return size > 0 || (dataType != adBSTR && dataType != adLongVarBinary);
-}
-
-const Variant& ParameterObject::value() const {
-    if (std::holds_alternative<Missing>(content)) {
-        throw ComError(dbParamNotOptional, "A parameter has no value.");
-    }
-    return content;
-}
+void ParameterObject::failMissing() { throw ComError(dbParamNotOptional, "A parameter has no value."); }
 
 bool fitsInt64(const Decimal& decimal) noexcept {
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
@@ -121,16 +129,13 @@ void ParameterList::remove(std::int32_t index) {
     }
     const auto position = slots.begin() + index;
     (*position)->forgetLargeValue();
-    std::rotate(position, position + 1, slots.begin() + count());
+    if (index + 1 < count()) { // mostly it is the last
+        std::rotate(position, position + 1, slots.begin() + count());
+    }
     --used;
 }
 
-const std::shared_ptr<ParameterObject>& ParameterList::spare() {
-    if (used == slots.size()) {
-        slots.push_back(std::make_shared<ParameterObject>());
-    }
-    return slots[used];
-}
+void ParameterList::grow() { slots.push_back(std::make_shared<ParameterObject>()); }
 
 std::shared_ptr<ParameterObject> ParameterList::make() {
     if (spare().use_count() > 1) {

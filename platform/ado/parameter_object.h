@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/ado/Command.h"
+#include "platform/ado/constants.h"
 
 namespace orvel::platform::ado {
 
@@ -29,7 +30,12 @@ public:
     std::int32_t type() const noexcept { return dataType; }
     /// Of the parameter's type, or NULL.
     /// @throws ComError  DB_E_PARAMNOTOPTIONAL when it was to follow and did not
-    const Variant& value() const;
+    const Variant& value() const {
+        if (std::holds_alternative<Missing>(content)) {
+            failMissing();
+        }
+        return content;
+    }
     std::uint8_t precision() const noexcept { return declaredPrecision; }
     std::uint8_t scale() const noexcept { return declaredScale; }
 
@@ -37,7 +43,9 @@ public:
     void forgetLargeValue() noexcept;
 
     /// The size says how long a text or a binary may be: without one, neither can be appended.
-    bool isComplete() const noexcept;
+    bool isComplete() const noexcept {
+        return size > 0 || (dataType != adBSTR && dataType != adLongVarBinary);
+    }
 
 private:
     std::int32_t dataType = 0;
@@ -45,6 +53,8 @@ private:
     Variant content; ///< of the parameter's type, NULL, or missing
     std::uint8_t declaredPrecision = 0;
     std::uint8_t declaredScale = 0;
+
+    [[noreturn]] static void failMissing();
 };
 
 /// A decimal that is a whole number of 64 bits.
@@ -67,7 +77,13 @@ private:
     std::vector<std::shared_ptr<ParameterObject>> slots; ///< the parameters, and behind them what was removed
     std::size_t used = 0;
 
-    const std::shared_ptr<ParameterObject>& spare();
+    const std::shared_ptr<ParameterObject>& spare() {
+        if (used == slots.size()) {
+            grow();
+        }
+        return slots[used];
+    }
+    void grow();
 };
 
 } // namespace orvel::platform::ado

@@ -115,22 +115,21 @@ std::int32_t FieldObject::actualSize() {
     return rows != nullptr ? rows->valueSize(position) : 0;
 }
 
-Variant FieldObject::getChunk(std::int32_t length) {
+const Variant& FieldObject::getChunk(std::int32_t length) {
     const Statement* const rows = recordset->currentRow();
-    if (rows == nullptr) {
-        return Empty{};
-    }
     const std::size_t most = static_cast<std::size_t>(std::max(length, 0));
-    Variant chunk;
-    if (rows->readBytes(position, most, chunk)) {
-        return chunk;
+    if (rows == nullptr) {
+        chunk = Empty{};
+    } else if (!rows->readBytes(position, most, chunk)) {
+        if (std::holds_alternative<Null>(value())) {
+            chunk = Null{};
+        } else {
+            std::string text = toText(value());
+            text.resize(std::min(text.size(), most));
+            chunk = std::move(text);
+        }
     }
-    if (std::holds_alternative<Null>(value())) {
-        return Null{};
-    }
-    std::string text = toText(value());
-    text.resize(std::min(text.size(), most));
-    return text;
+    return chunk;
 }
 
 } // namespace orvel::platform::ado

@@ -21,13 +21,14 @@ public:
     std::int32_t type() override;
     const Variant& value() override;
     std::int32_t actualSize() override;
-    Variant getChunk(std::int32_t length) override;
+    const Variant& getChunk(std::int32_t length) override;
 
 private:
     RecordsetObject* recordset;
     std::size_t position;
     std::uint64_t rowOfValue = 0; ///< 0: of none
     Variant current;
+    Variant chunk; ///< of the last call for one
 };
 
 /// A recordset and its fields in one object.

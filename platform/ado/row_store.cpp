@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include "platform/ado/status.h"
@@ -10,14 +9,12 @@
 
 namespace {
 
-using Size = std::uint32_t;
-
-constexpr Size sizeOfNull = std::numeric_limits<Size>::max();
+constexpr std::size_t firstBlockSize = std::size_t{16} * 1024;
 constexpr std::size_t blockSize = std::size_t{256} * 1024;
 constexpr std::size_t mostInMemory = std::size_t{64} * 1024 * 1024;
 
-Size sizeAt(const char* place) noexcept {
-    Size size = 0;
+std::uint32_t sizeAt(const char* place) noexcept {
+    std::uint32_t size = 0;
     std::memcpy(&size, place, sizeof size);
     return size;
 }
@@ -31,49 +28,60 @@ Size sizeAt(const char* place) noexcept {
 
 namespace orvel::platform::ado {
 
-void RowStore::addSize(Size size) {
-    const std::size_t end = packed.size();
-    packed.resize(end + sizeof size);
-    std::memcpy(packed.data() + end, &size, sizeof size);
+void RowStore::drop() noexcept {
+    if (blocks.size() > 1 || (!blocks.empty() && blocks.front().capacity() > firstBlockSize)) {
+        blocks.clear();
+    } else if (!blocks.empty()) {
+        blocks.front().clear();
+    }
+    kept = 0;
+    position = 0;
+    file.reset();
+    rowsInFile = 0;
+    isReading = false;
 }
 
-void RowStore::addNull() { addSize(sizeOfNull); }
-
-void RowStore::addValue(std::string_view value) {
-    addSize(static_cast<Size>(value.size()));
-    packed.insert(packed.end(), value.begin(), value.end());
-}
-
-void RowStore::endRow() {
-    if (file == nullptr && kept + packed.size() > mostInMemory) {
+void RowStore::beginRow(std::size_t columns, std::size_t bytes) {
+    rowSize = columns * sizeof(Size) + bytes;
+    if (file == nullptr && kept + rowSize > mostInMemory) {
         file.reset(std::tmpfile());
         if (file == nullptr) {
             failFile();
         }
     }
     if (file != nullptr) {
-        const auto size = static_cast<Size>(packed.size());
-        if (std::fwrite(&size, sizeof size, 1, file.get()) != 1 ||
-            std::fwrite(packed.data(), 1, packed.size(), file.get()) != packed.size()) {
-            failFile();
-        }
-        ++rowsInFile;
+        packed.resize(rowSize);
+        place = packed.data();
         return;
     }
-    if (blocks.empty() || blocks.back().capacity() - blocks.back().size() < packed.size()) {
-        blocks.emplace_back().reserve(std::max(blockSize, packed.size()));
+    if (blocks.empty() || blocks.back().capacity() - blocks.back().size() < rowSize) {
+        const std::size_t usual = blocks.empty() ? firstBlockSize : blockSize;
+        blocks.emplace_back().reserve(std::max(usual, rowSize));
     }
-    blocks.back().insert(blocks.back().end(), packed.begin(), packed.end());
-    kept += packed.size();
+    blocks.back().resize(blocks.back().size() + rowSize);
+    place = blocks.back().data() + blocks.back().size() - rowSize;
+}
+
+void RowStore::endRow() {
+    if (file == nullptr) {
+        kept += rowSize;
+        return;
+    }
+    const auto size = static_cast<Size>(rowSize);
+    if (std::fwrite(&size, sizeof size, 1, file.get()) != 1 ||
+        std::fwrite(packed.data(), 1, packed.size(), file.get()) != packed.size()) {
+        failFile();
+    }
+    ++rowsInFile;
 }
 
 bool RowStore::next(std::size_t columns) {
-    while (!blocks.empty() && position == blocks.front().size()) {
+    while (blocks.size() > 1 && position == blocks.front().size()) {
         blocks.pop_front();
         position = 0;
     }
-    if (!blocks.empty()) {
-        unpack(blocks.front().data() + position, columns);
+    if (!blocks.empty() && position < blocks.front().size()) {
+        position += unpack(blocks.front().data() + position, columns);
         return true;
     }
     if (!nextFromFile()) {
@@ -105,16 +113,17 @@ bool RowStore::nextFromFile() {
     return true;
 }
 
-void RowStore::unpack(const char* row, std::size_t columns) {
+/// @return its size
+std::size_t RowStore::unpack(const char* row, std::size_t columns) {
     values.resize(columns);
-    const char* place = row;
+    const char* from = row;
     for (std::string_view& value : values) {
-        const Size size = sizeAt(place);
-        place += sizeof size;
-        value = size == sizeOfNull ? std::string_view() : std::string_view(place, size);
-        place += value.size();
+        const Size size = sizeAt(from);
+        from += sizeof size;
+        value = size == sizeOfNull ? std::string_view() : std::string_view(from, size);
+        from += value.size();
     }
-    position += !blocks.empty() ? static_cast<std::size_t>(place - row) : 0;
+    return static_cast<std::size_t>(from - row);
 }
 
 } // namespace orvel::platform::ado

@@ -4,21 +4,35 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <deque>
+#include <limits>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
 namespace orvel::platform::ado {
 
 /// Rows that had to be fetched before their reader asked for them: packed, in memory up to a limit and beyond it in a file
-/// without a name. Rows come out in the order in which they went in, once all are in.
+/// without a name. Rows come out in the order in which they went in. Rows that went to the file come out once all are in.
 class RowStore {
 public:
-    /// Begins a row.
-    void beginRow() { packed.clear(); }
-    void addNull();
-    void addValue(std::string_view value);
+    /// Drops all rows, and keeps a little memory for others.
+    void clear() noexcept {
+        if (kept > 0 || position > 0 || file != nullptr) {
+            drop();
+        }
+    }
+    /// Begins a row of so many values, which have so many bytes together.
+    /// @throws ComError  DB_E_OUTOFSPACE when there is no file to be had
+    void beginRow(std::size_t columns, std::size_t bytes);
+    void addNull() noexcept { addSize(sizeOfNull); }
+    void addValue(std::string_view value) noexcept {
+        addSize(static_cast<Size>(value.size()));
+        std::memcpy(place, value.data(), value.size());
+        place += value.size();
+    }
     /// Keeps the row.
     /// @throws ComError  DB_E_OUTOFSPACE when the file cannot take it
     void endRow();
@@ -26,15 +40,24 @@ public:
     /// Takes the next row out: false when there is none.
     /// @throws ComError  the file cannot be read
     bool next(std::size_t columns);
+    /// Of the rows in memory.
+    std::size_t bytes() const noexcept { return kept; }
+    /// The one taken out; null data for NULL.
+    std::span<const std::string_view> row() const noexcept { return values; }
     /// Of the row taken out; null data for NULL.
     std::string_view value(std::size_t column) const noexcept { return values[column]; }
 
 private:
+    using Size = std::uint32_t;
+    static constexpr Size sizeOfNull = std::numeric_limits<Size>::max();
+
     struct Close {
         void operator()(std::FILE* open) const noexcept { std::fclose(open); }
     };
 
-    std::vector<char> packed; ///< the row that comes or, read from the file, goes
+    std::vector<char> packed; ///< the row that comes to the file or goes from it
+    char* place = nullptr;    ///< of the next value of the row that comes
+    std::size_t rowSize = 0;
     std::deque<std::vector<char>> blocks;
     std::size_t kept = 0;     ///< bytes in memory
     std::size_t position = 0; ///< of the next row in the first block
@@ -43,9 +66,13 @@ private:
     bool isReading = false; ///< from the file
     std::vector<std::string_view> values;
 
-    void addSize(std::uint32_t size);
+    void drop() noexcept;
+    void addSize(Size size) noexcept {
+        std::memcpy(place, &size, sizeof size);
+        place += sizeof size;
+    }
     bool nextFromFile();
-    void unpack(const char* row, std::size_t columns);
+    std::size_t unpack(const char* row, std::size_t columns);
 };
 
 } // namespace orvel::platform::ado

@@ -112,9 +112,11 @@ std::size_t utf16Length(std::string_view utf8) noexcept {
         std::uint64_t bytes = 0;
         const std::size_t count = std::min(utf8.size(), sizeof bytes);
         std::memcpy(&bytes, utf8.data(), count);
-        const std::uint64_t continues = bytes & ~(bytes << 1U) & highBits;
-        const std::uint64_t beginsTwo = bytes & (bytes << 1U) & (bytes << 2U) & (bytes << 3U) & highBits;
-        units += highBitsIn(beginsTwo) - highBitsIn(continues);
+        if ((bytes & highBits) != 0) {
+            const std::uint64_t continues = bytes & ~(bytes << 1U) & highBits;
+            const std::uint64_t beginsTwo = bytes & (bytes << 1U) & (bytes << 2U) & (bytes << 3U) & highBits;
+            units += highBitsIn(beginsTwo) - highBitsIn(continues);
+        }
         utf8.remove_prefix(count);
     }
     return units;

@@ -79,7 +79,7 @@ struct ScriptedField : ado::Field {
     std::int32_t type() override { return column.type; }
     const ado::Variant& value() override { return column.value; }
     std::int32_t actualSize() override { return column.size; }
-    ado::Variant getChunk(std::int32_t) override { return column.chunk; }
+    const ado::Variant& getChunk(std::int32_t) override { return column.chunk; }
 };
 
 /// A result, and all of its fields.

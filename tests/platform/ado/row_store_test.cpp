@@ -13,11 +13,13 @@ TEST(RowStore, givesRowsBackInTheirOrderFromMemoryAndFromItsFile) {
         RowStore store;
         const std::string filling(500, 'f');
         for (int row = 0; row < rows; ++row) {
-            store.beginRow();
-            store.addValue(std::to_string(row));
+            const std::string number = std::to_string(row);
+            const auto part = std::string_view(filling).substr(0, static_cast<std::size_t>(row % 500));
+            store.beginRow(4, number.size() + part.size());
+            store.addValue(number);
             store.addNull();
             store.addValue("");
-            store.addValue(std::string_view(filling).substr(0, static_cast<std::size_t>(row % 500)));
+            store.addValue(part);
             store.endRow();
         }
         for (int row = 0; row < rows; ++row) {
