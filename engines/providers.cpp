@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "engines/mariadb/provider.h"
 #include "engines/odbc/provider.h"
 #include "engines/postgresql/provider.h"
 #include "platform/ado/ascii_case.h"
@@ -19,6 +20,9 @@ constexpr ado::Provider providers[] = {
 #endif
 #if ORVEL_WITH_POSTGRESQL
     {"PostgreSQL", true, &postgresql::openSession},
+#endif
+#if ORVEL_WITH_MARIADB
+    {"MariaDB", true, &mariadb::openSession},
 #endif
 };
 

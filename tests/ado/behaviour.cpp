@@ -50,6 +50,7 @@ std::string Behaviour::configuration(const std::string& password) {
     std::string text{std::istreambuf_iterator<char>(stream), {}};
     const std::string account = ";UID=" + environment("ORVEL_TEST_USER") + ";PWD=" + password;
     replace(text, "Provider=PostgreSQL;", "Provider=PostgreSQL" + account + ";");
+    replace(text, "Provider=MariaDB;", "Provider=MariaDB" + account + ";");
     replace(text, "DRIVER={PostgreSQL Unicode}", driver("ORVEL_TEST_POSTGRESQL") + account);
     replace(text, "DRIVER={MariaDB Unicode}", driver("ORVEL_TEST_MARIADB") + account);
     if (GetParam().wholeResults) replace(text, "UseDeclareFetch=1;Fetch=500", "UseDeclareFetch=0");

@@ -37,7 +37,7 @@ protected:
     static bool isOn(Engine engine) { return GetParam().engine == engine; }
     static bool isAdo() { return !isOn(sqlite); }
     /// Through the engine's own client library.
-    static bool isNative() { return std::string(GetParam().key) == "PostgreSQL"; }
+    static bool isNative() { return std::string(GetParam().key).find("ODBC") == std::string::npos; }
     static bool isServer() { return isOn(postgresql) || isOn(mariadb); }
     /// What is said or answered here: by SQLite, by the same over ODBC, by PostgreSQL, by MariaDB.
     template <class Answer>
@@ -79,13 +79,14 @@ inline constexpr Context postgresqlOdbcContext{"PostgreSQLODBC", postgresql, "Po
 inline constexpr Context postgresqlWholeContext{"PostgreSQLODBCWholeResults", postgresql, "PostgreSQLODBC",
                                                 true};
 inline constexpr Context mariadbContext{"MariaDB", mariadb, "MariaDB"};
+inline constexpr Context mariadbOdbcContext{"MariaDBODBC", mariadb, "MariaDBODBC"};
 inline const auto everyContext =
     testing::Values(sqliteContext, sqliteOdbcContext, postgresqlContext, postgresqlOdbcContext,
-                    postgresqlWholeContext, mariadbContext);
-inline const auto contextsWithTemplates =
-    testing::Values(sqliteContext, postgresqlContext, postgresqlOdbcContext, mariadbContext);
-inline const auto everyServer =
-    testing::Values(postgresqlContext, postgresqlOdbcContext, postgresqlWholeContext, mariadbContext);
+                    postgresqlWholeContext, mariadbContext, mariadbOdbcContext);
+inline const auto contextsWithTemplates = testing::Values(
+    sqliteContext, postgresqlContext, postgresqlOdbcContext, mariadbContext, mariadbOdbcContext);
+inline const auto everyServer = testing::Values(postgresqlContext, postgresqlOdbcContext,
+                                                postgresqlWholeContext, mariadbContext, mariadbOdbcContext);
 
 } // namespace orvel::tests
 

@@ -197,7 +197,8 @@ TEST_P(BehaviourServerErrors, aKilledSessionFailsItsCommitHoweverItIsNoticedAndA
         const Error committed = errorOf([&] { transaction.commit(); });
         EXPECT_EQ(committed.code, QD_ORVEL_ERR_COMMIT_TRANSACTION) << noticed;
         if (!noticed.starts_with("dropped")) { // where a driver that is asked nothing may not know
-            EXPECT_EQ(committed.hr, noticed == "commit" ? inDoubt : aborted) << noticed;
+            EXPECT_TRUE(committed.hr == aborted || (noticed == "commit" && committed.hr == inDoubt))
+                << noticed;
         }
         EXPECT_EQ(errorOf([&] { victim->execNoQuery("DELETE FROM t", 0); }).code, QD_ORVEL_ERR_SQL_STATEMENT);
         victim->close();
@@ -210,15 +211,16 @@ TEST_P(BehaviourServerErrors, aSessionKilledDuringAScanEndsTheScan) {
     QD_OrvelConnectionHandle victim = another();
     const int session = sessionOf(victim);
     const auto rows = victim->execQuery(
-        isNative() ? "SELECT generate_series(0, 2999999)" // more than is on its way at a time
-                   : mine({"", "", "SELECT generate_series(0, 2999)", "SELECT seq FROM seq_0_to_2999"}),
+        isNative() // more than is on its way at a time
+            ? mine({"", "", "SELECT generate_series(0, 2999999)", "SELECT seq FROM seq_0_to_2999999"})
+            : mine({"", "", "SELECT generate_series(0, 2999)", "SELECT seq FROM seq_0_to_2999"}),
         0);
     int read = 0;
     for (; !rows->eof(); rows->nextRow(), ++read) {
         ASSERT_EQ(textOf(rows), std::to_string(read));
         if (read == 10) kill(session);
     }
-    if (isOn(mariadb) || GetParam().wholeResults) {
+    if (!isNative() && (isOn(mariadb) || GetParam().wholeResults)) {
         EXPECT_EQ(read, 3000) << "the driver had read them all";
     } else {
         EXPECT_LT(read, isNative() ? 3000000 : 3000);
@@ -233,12 +235,16 @@ TEST_P(BehaviourServerErrors, aStatementThatTakesTooLongIsStoppedWhereTheDriverC
     other->setBusyTimeout(1000);
     open(other);
     const char* const sleep = mine({"", "", "SELECT pg_sleep(3)", "SELECT SLEEP(2)"});
-    EXPECT_EQ(kindOf(errorOf([&] { other->execQuery(sleep, 0); })), mine({"", "", "14 1 80040e31", none}));
-    if (isOn(postgresql)) {
+    EXPECT_EQ(kindOf(errorOf([&] { other->execQuery(sleep, 0); })),
+              mine({"", "", "14 1 80040e31", isNative() ? "14 1317 80040e31" : none}));
+    if (isOn(postgresql) || isNative()) {
         const auto sleeper = other->createCommand(sleep, 0);
-        EXPECT_EQ(kindOf(errorOf([&] { sleeper->execQuery(0); })), "13 1 80040e31");
+        EXPECT_EQ(kindOf(errorOf([&] { sleeper->execQuery(0); })),
+                  mine({"", "", "13 1 80040e31", "13 1317 80040e31"}));
         other->setBusyTimeout(0);
-        EXPECT_EQ(textOf(other->execQuery("SELECT pg_sleep(1.2)::text", 0)), "");
+        EXPECT_EQ(
+            textOf(other->execQuery(mine({"", "", "SELECT pg_sleep(1.2)::text", "SELECT SLEEP(1.2)"}), 0)),
+            mine({"", "", "", "0"}));
     }
 }
 

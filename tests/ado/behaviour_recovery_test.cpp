@@ -187,7 +187,8 @@ TEST_P(BehaviourOfPostgresql, rowsThatNobodyWantsAreComputedAllTheSame) {
 }
 
 class BehaviourOfMariadb : public BehaviourRecovery {};
-INSTANTIATE_TEST_SUITE_P(Engines, BehaviourOfMariadb, testing::Values(mariadbContext), contextName);
+INSTANTIATE_TEST_SUITE_P(Engines, BehaviourOfMariadb, testing::Values(mariadbContext, mariadbOdbcContext),
+                         contextName);
 
 TEST_P(BehaviourOfMariadb, aProcedureMayAnswerWithRowsOrWithout) {
     run("CREATE PROCEDURE p (n INTEGER) IF n > 0 THEN SELECT n, n + 1; END IF");
@@ -214,7 +215,11 @@ TEST_P(BehaviourOfMariadb, rowsThatAreHeldCostNoPlanEach) {
     EXPECT_LE(plans() - before, 3); // with that of the question
 }
 
-TEST_P(BehaviourOfMariadb, aDriverThatLostStepIsLeft) {
+class BehaviourOfMariadbsDriver : public BehaviourRecovery {};
+INSTANTIATE_TEST_SUITE_P(Engines, BehaviourOfMariadbsDriver, testing::Values(mariadbOdbcContext),
+                         contextName);
+
+TEST_P(BehaviourOfMariadbsDriver, thatLostStepIsLeft) {
     for (const bool inTransaction : {false, true}) {
         QD_OrvelConnectionHandle victim = another();
         QD_OrvelTransaction transaction(victim, 0, false, "");
@@ -239,7 +244,7 @@ TEST_P(BehaviourOfMariadb, aDriverThatLostStepIsLeft) {
     EXPECT_EQ(ask("SELECT SUM(a) FROM t"), 0);
 }
 
-TEST_P(BehaviourOfMariadb, aServerThatSaysNothingIsGivenUp) {
+TEST_P(BehaviourOfMariadbsDriver, givesUpAServerThatSaysNothing) {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -252,8 +257,9 @@ TEST_P(BehaviourOfMariadb, aServerThatSaysNothingIsGivenUp) {
     const std::string shipped = "CONN_TIMEOUT=30;"; // not where it is explained
     text.replace(text.find(shipped), shipped.size(), "CONN_TIMEOUT=1;");
     const std::string file = directory.write("silent.xml", text);
-    const auto silent = QD_OrvelConnection::create(QD_ORVEL_PROVIDER_ADO, file.c_str(), nullptr, "MariaDB",
-                                                   std::to_string(ntohs(address.sin_port)).c_str());
+    const auto silent =
+        QD_OrvelConnection::create(QD_ORVEL_PROVIDER_ADO, file.c_str(), nullptr, "MariaDBODBC",
+                                   std::to_string(ntohs(address.sin_port)).c_str());
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(errorOf([&] { silent->open("any", nullptr, 0); }).code, QD_ORVEL_ERR_OPEN_DATABASE);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));

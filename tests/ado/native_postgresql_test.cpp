@@ -2,63 +2,18 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <regex>
 
 #include "QD_OrvelTransaction.h"
-#include "tests/ado/behaviour.h"
+#include "tests/ado/native.h"
 
 namespace {
 
 using namespace orvel::tests;
 using testing::HasSubstr;
 
-class NativePostgresql : public Behaviour {
-protected:
-    void SetUp() override {
-        Behaviour::SetUp();
-        run("CREATE TABLE t (id INTEGER PRIMARY KEY, v VARCHAR(40))");
-        run("INSERT INTO t SELECT g, 'v' || g FROM generate_series(1, 3000) g");
-    }
-
-    std::string valueOf(int id) const { return text("SELECT v FROM t WHERE id = " + std::to_string(id)); }
-    /// As the shipped configuration connects, with other words in the connection string.
-    QD_OrvelConnectionHandle connectedWith(const std::string& shipped, const std::string& instead) const {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets it
-        std::string text = configuration(std::getenv("ORVEL_TEST_PASSWORD"));
-        text.replace(text.find(shipped), shipped.size(), instead);
-        QD_OrvelConnection::flushDBConfig();
-        return closed(directory.write("with.xml", text));
-    }
-};
+class NativePostgresql : public Native {};
 INSTANTIATE_TEST_SUITE_P(Engines, NativePostgresql, testing::Values(postgresqlContext), contextName);
-
-TEST_P(NativePostgresql, statementsRunBesideRowsThatAreRead) {
-    for (const bool inTransaction : {false, true}) {
-        run("CREATE TABLE copied (id INTEGER, v VARCHAR(40))");
-        QD_OrvelTransaction transaction(connection, 0, inTransaction, "");
-        const auto byCommand = command("SELECT id, v FROM t WHERE id > ? ORDER BY id");
-        const auto insert = command("INSERT INTO copied VALUES (?, ?)");
-        const auto direct = query("SELECT id, v FROM t ORDER BY id DESC");
-        const auto first = with(byCommand, 0)->execQuery(0);
-        const auto second = with(byCommand, 1000)->execQuery(0);
-        for (int row = 1; row <= 3000; ++row, direct->nextRow(), first->nextRow()) {
-            ASSERT_EQ(textOf(first), std::to_string(row));
-            ASSERT_EQ(textOf(direct, 1), "v" + std::to_string(3001 - row));
-            with(insert, row, textOf(first, 1))->execNoQuery(0);
-            EXPECT_EQ(errorOf([&] { run(row == 10 ? "SELEC" : "SELECT 1"); }).code, row == 10 ? 13 : -1);
-            if (row > 2000) {
-                ASSERT_EQ(textOf(second), std::to_string(row - 1000));
-                second->nextRow();
-            }
-        }
-        EXPECT_TRUE(first->eof() && direct->eof());
-        if (inTransaction) transaction.commit();
-        EXPECT_EQ(ask("SELECT COUNT(*) FROM copied c JOIN t USING (id, v)"), 3000) << inTransaction;
-        EXPECT_EQ(textOf(second), "2001");
-        run("DROP TABLE copied");
-    }
-}
 
 TEST_P(NativePostgresql, aFailingStatementUndoesItselfAlone) {
     const char* const failing[] = {"SELEC",
@@ -224,33 +179,6 @@ TEST_P(NativePostgresql, takesAsManyParametersAsTheProtocolCounts) {
     EXPECT_EQ(errorOf([&] { more->execQuery(0); }).hr, 0x800A0E7C);
     EXPECT_EQ(errorOf([&] { command("SELECT ?")->execQuery(0); }).hr, 0x80040E10);
     EXPECT_EQ(errorOf([&] { with(command("SELECT ?"), 1, 2)->execQuery(0); }).hr, 0x800A0E7C);
-}
-
-TEST_P(NativePostgresql, thousandsOfCommandsGoWithoutDelay) {
-    std::vector<QD_OrvelCommandHandle> commands;
-    for (int number = 0; number < 8000; ++number) {
-        commands.push_back(command("SELECT " + std::to_string(number) + " + ?"));
-        for (int execution = 0; execution < 2; ++execution) with(commands.back(), 1)->execQuery(0);
-    }
-    EXPECT_EQ(ask("SELECT COUNT(*) FROM pg_prepared_statements"), 8000);
-    const auto began = std::chrono::steady_clock::now();
-    commands.clear();
-    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(1));
-    EXPECT_EQ(ask("SELECT COUNT(*) FROM pg_prepared_statements"), 0)
-        << "and the server keeps none of their plans";
-}
-
-TEST_P(NativePostgresql, aStatementThatTakesTooLongIsUndoneAlone) {
-    connection->setBusyTimeout(1000);
-    QD_OrvelTransaction transaction(connection, 0, true, "");
-    run("UPDATE t SET v = 'kept' WHERE id = 1");
-    EXPECT_EQ(errorOf([&] { run("UPDATE t SET v = 'slow' WHERE id = 2 AND pg_sleep(9) IS NULL"); }).hr,
-              0x80040E31);
-    const auto sleep = command("UPDATE t SET v = 'slow' WHERE id = ? AND pg_sleep(9) IS NOT NULL");
-    EXPECT_EQ(errorOf([&] { with(sleep, 2)->execNoQuery(0); }).hr, 0x80040E31);
-    run("UPDATE t SET v = 'kept' WHERE id = 3");
-    transaction.commit();
-    EXPECT_EQ(valueOf(1) + valueOf(2) + valueOf(3), "keptv2kept");
 }
 
 TEST_P(NativePostgresql, theConnectionStringSaysWhatItSaysAndNoMore) {
