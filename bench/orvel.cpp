@@ -126,6 +126,7 @@ const Registered entries(Entry{"sqlite", "orvel", opened<OnSqlite>},
                          Entry{"postgresql", "orvel", opened<OnServer<0>>},
                          Entry{"postgresql", "orvel-odbc", opened<OnServer<1>>},
                          Entry{"postgresql", "orvel-no-savepoints", opened<OnServer<2>>},
-                         Entry{"mariadb", "orvel", opened<OnServer<0>>});
+                         Entry{"mariadb", "orvel", opened<OnServer<0>>},
+                         Entry{"mariadb", "orvel-odbc", opened<OnServer<1>>});
 
 } // namespace
