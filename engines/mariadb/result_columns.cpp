@@ -89,26 +89,28 @@ void ResultColumns::take(MYSQL_ROW row, const unsigned long* lengths) noexcept {
 
 void ResultColumns::take(MYSQL_STMT* plan) {
     for (std::size_t index = 0; index < cells.size(); ++index) {
-        cells[index] = valueOf(plan, index);
+        const Column& column = columns[index];
+        if (column.isNull != 0) {
+            cells[index] = {};
+        } else if (column.hasNumber()) {
+            cells[index] = {column.number.data(), column.type.binarySize};
+        } else if (column.length <= column.bytes.size()) {
+            cells[index] = {column.bytes.data(), column.length};
+        } else {
+            cells[index] = takeCut(plan, index);
+        }
     }
 }
 
-std::string_view ResultColumns::valueOf(MYSQL_STMT* plan, std::size_t index) {
+/// There was less room than the value needs.
+std::string_view ResultColumns::takeCut(MYSQL_STMT* plan, std::size_t index) {
     Column& column = columns[index];
-    if (column.isNull != 0) {
-        return {};
+    if (column.length > ado::worthKeeping) {
+        return {&largeMark, column.length};
     }
-    if (column.hasNumber()) {
-        return {column.number.data(), column.type.binarySize};
-    }
-    if (column.length > column.bytes.size()) {
-        if (column.length > ado::worthKeeping) {
-            return {&largeMark, column.length};
-        }
-        column.bytes.resize(column.length);
-        fetchLarge(plan, index, column.bytes);
-        isBound = false; // the larger room is to be used from the next row on
-    }
+    column.bytes.resize(column.length);
+    fetchLarge(plan, index, column.bytes);
+    isBound = false; // the larger room is to be used from the next row on
     return {column.bytes.data(), column.length};
 }
 

@@ -70,7 +70,7 @@ private:
     bool isBound = false;
 
     bool areAs(std::span<const MYSQL_FIELD> fields) const noexcept;
-    std::string_view valueOf(MYSQL_STMT* plan, std::size_t index);
+    std::string_view takeCut(MYSQL_STMT* plan, std::size_t index);
 };
 
 } // namespace orvel::engines::mariadb

@@ -283,9 +283,8 @@ bool Statement::fetchRow(Failure& reason) {
 /// Of several results, those behind the first: for the errors that may be in them.
 void Statement::passFurtherResults(Failure& reason) {
     MYSQL* const connection = session->connection();
-    const bool hasMore = mysql_more_results(connection) != 0 ||
-                         (answerFormat == Format::binary && mysql_stmt_more_results(plan.get()) != 0);
-    if (!hasMore) {
+    if ((answerFormat == Format::binary ? mysql_stmt_more_results(plan.get())
+                                        : mysql_more_results(connection)) == 0) {
         return;
     }
     const Call call(session->answers(), timeout);

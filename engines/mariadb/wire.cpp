@@ -111,6 +111,7 @@ void Wire::setOptions() const {
     // So that it comes back from what blocks, which is TLS alone; the limit itself is ours.
     set(MYSQL_OPT_CONNECT_TIMEOUT, 1U);
     set(MYSQL_OPT_LOCAL_INFILE, parameters->allowsLocalFiles ? 1U : 0U);
+    set(MYSQL_REPORT_DATA_TRUNCATION, my_bool{0}); // lengths tell it
     mysql_optionsv(handle, MARIADB_OPT_IO_WAIT, reinterpret_cast<void*>(&waitForServer));
     mysql_options(handle, MYSQL_READ_DEFAULT_GROUP, "client");
     mysql_options(handle, MYSQL_SET_CHARSET_NAME, "utf8mb4");

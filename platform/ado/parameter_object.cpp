@@ -110,14 +110,15 @@ std::int64_t int64Of(const Decimal& decimal) noexcept {
 }
 
 void ParameterList::append(Ref<Parameter> parameter) {
-    const Parameter* given = parameter.get();
-    if (given == nullptr || typeid(*given) != typeid(ParameterObject)) {
+    const Parameter* const given = parameter.get();
+    const bool isMade = given != nullptr && given == spare().get(); // by `make`, as it mostly is
+    if (!isMade && (given == nullptr || typeid(*given) != typeid(ParameterObject))) {
         throw ComError(adErrInvalidArgument, "There is no parameter to append.");
     }
     if (!static_cast<const ParameterObject*>(given)->isComplete()) {
         throw ComError(adErrInvalidParamInfo, "A text or binary parameter needs a size.");
     }
-    if (spare().get() != given) {
+    if (!isMade) {
         slots[used] = std::static_pointer_cast<ParameterObject>(parameter.shared());
     }
     ++used;

@@ -35,9 +35,9 @@ void RowStore::drop() noexcept {
         blocks.front().clear();
     }
     kept = 0;
+    rows = 0;
     position = 0;
     file.reset();
-    rowsInFile = 0;
     isReading = false;
 }
 
@@ -63,54 +63,42 @@ void RowStore::beginRow(std::size_t columns, std::size_t bytes) {
 }
 
 void RowStore::endRow() {
+    const auto size = static_cast<Size>(rowSize);
     if (file == nullptr) {
         kept += rowSize;
-        return;
-    }
-    const auto size = static_cast<Size>(rowSize);
-    if (std::fwrite(&size, sizeof size, 1, file.get()) != 1 ||
-        std::fwrite(packed.data(), 1, packed.size(), file.get()) != packed.size()) {
+    } else if (std::fwrite(&size, sizeof size, 1, file.get()) != 1 ||
+               std::fwrite(packed.data(), 1, packed.size(), file.get()) != packed.size()) {
         failFile();
     }
-    ++rowsInFile;
+    ++rows;
 }
 
-bool RowStore::next(std::size_t columns) {
+/// @pre rows > 0
+bool RowStore::takeNext(std::size_t columns) {
     while (blocks.size() > 1 && position == blocks.front().size()) {
         blocks.pop_front();
         position = 0;
     }
     if (!blocks.empty() && position < blocks.front().size()) {
         position += unpack(blocks.front().data() + position, columns);
-        return true;
+    } else {
+        readFromFile();
+        unpack(packed.data(), columns);
     }
-    if (!nextFromFile()) {
-        return false;
-    }
-    unpack(packed.data(), columns);
+    --rows;
     return true;
 }
 
-bool RowStore::nextFromFile() {
-    if (file == nullptr) {
-        return false;
-    }
-    if (!std::exchange(isReading, true) && std::fseek(file.get(), 0, SEEK_SET) != 0) {
-        failFile();
-    }
-    if (rowsInFile == 0) {
-        return false;
-    }
-    --rowsInFile;
+void RowStore::readFromFile() {
     Size size = 0;
-    if (std::fread(&size, sizeof size, 1, file.get()) != 1) {
+    if ((!std::exchange(isReading, true) && std::fseek(file.get(), 0, SEEK_SET) != 0) ||
+        std::fread(&size, sizeof size, 1, file.get()) != 1) {
         failFile();
     }
     packed.resize(size);
     if (std::fread(packed.data(), 1, size, file.get()) != size) {
         failFile();
     }
-    return true;
 }
 
 /// @return its size

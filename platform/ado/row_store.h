@@ -20,7 +20,7 @@ class RowStore {
 public:
     /// Drops all rows, and keeps a little memory for others.
     void clear() noexcept {
-        if (kept > 0 || position > 0 || file != nullptr) {
+        if (kept > 0 || file != nullptr) {
             drop();
         }
     }
@@ -39,7 +39,7 @@ public:
 
     /// Takes the next row out: false when there is none.
     /// @throws ComError  the file cannot be read
-    bool next(std::size_t columns);
+    bool next(std::size_t columns) { return rows > 0 && takeNext(columns); }
     /// Of the rows in memory.
     std::size_t bytes() const noexcept { return kept; }
     /// The one taken out; null data for NULL.
@@ -60,9 +60,9 @@ private:
     std::size_t rowSize = 0;
     std::deque<std::vector<char>> blocks;
     std::size_t kept = 0;     ///< bytes in memory
+    std::size_t rows = 0;     ///< in memory and in the file
     std::size_t position = 0; ///< of the next row in the first block
     std::unique_ptr<std::FILE, Close> file;
-    std::size_t rowsInFile = 0;
     bool isReading = false; ///< from the file
     std::vector<std::string_view> values;
 
@@ -71,7 +71,8 @@ private:
         std::memcpy(place, &size, sizeof size);
         place += sizeof size;
     }
-    bool nextFromFile();
+    bool takeNext(std::size_t columns);
+    void readFromFile();
     std::size_t unpack(const char* row, std::size_t columns);
 };
 
