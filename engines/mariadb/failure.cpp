@@ -101,6 +101,13 @@ bool meansNoPlan(const Failure& failure) noexcept {
     return number == notSupported || number == withoutParameters;
 }
 
+bool meansRollback(const Failure& failure) noexcept {
+    // The row has changed, waited for a lock, lock table full, deadlock, and the three that an XA transaction has.
+    constexpr std::int32_t rollbacks[] = {1020, 1205, 1206, 1213, 1402, 1613, 1614};
+    return failure.sqlState() == "40001" ||
+           std::ranges::find(rollbacks, failure.nativeError()) != std::end(rollbacks);
+}
+
 bool meansPlanOutdated(const Failure& failure, bool& ran) noexcept {
     constexpr std::int32_t unknownPlan = 1243, needsPreparing = 1615;
     const std::int32_t number = failure.nativeError();

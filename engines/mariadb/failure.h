@@ -22,6 +22,8 @@ Failure failureWith(std::uint32_t status, std::int32_t number, const char* text)
 bool isWorthAnotherHost(const Failure& failure) noexcept;
 /// The server cannot run this text as a plan: it has no plans for such, or the text has markers.
 bool meansNoPlan(const Failure& failure) noexcept;
+/// The server has undone the transaction with the statement, or may have.
+bool meansRollback(const Failure& failure) noexcept;
 /// The plan is of no use any more. @param ran  the statement has been executed all the same
 bool meansPlanOutdated(const Failure& failure, bool& ran) noexcept;
 

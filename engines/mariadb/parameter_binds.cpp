@@ -7,9 +7,9 @@
 
 namespace orvel::engines::mariadb {
 
-bool ParameterBinds::take(ado::ParameterValues values) {
-    hasChanged = binds.size() != values.size();
-    if (hasChanged) {
+void ParameterBinds::take(ado::ParameterValues values) {
+    if (binds.size() != values.size()) {
+        hasChanged = true;
         binds.assign(values.size(), {});
         places.resize(values.size());
     }
@@ -20,7 +20,14 @@ bool ParameterBinds::take(ado::ParameterValues values) {
         places[index].isNull = isNull ? 1 : 0;
         isNull ? takeNull(index, parameter) : takeValue(index, value);
     }
-    return hasChanged;
+}
+
+bool ParameterBinds::bind(MYSQL_STMT* plan) {
+    if (hasChanged && mysql_stmt_bind_param(plan, binds.data()) != 0) {
+        return false;
+    }
+    hasChanged = false;
+    return true;
 }
 
 /// Of the type that a value has had there, if any: another one would have to be told.

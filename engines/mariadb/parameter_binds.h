@@ -15,10 +15,11 @@ namespace orvel::engines::mariadb {
 /// that the library has to be told of them once.
 class ParameterBinds {
 public:
-    /// @return true when the library has to be told again: of other types or places
     /// @throws ComError  DB_E_DATAOVERFLOW for 1 GiB and more
-    bool take(ado::ParameterValues values);
-    MYSQL_BIND* all() noexcept { return binds.data(); }
+    void take(ado::ParameterValues values);
+    /// Tells the library of types and places, where it does not know them.
+    /// @return false when it fails
+    bool bind(MYSQL_STMT* plan);
     /// The library has forgotten them.
     void forget() noexcept { binds.clear(); }
 
@@ -32,7 +33,7 @@ private:
 
     std::vector<MYSQL_BIND> binds;
     std::vector<Place> places;
-    bool hasChanged = false;
+    bool hasChanged = false; ///< since the library was told
 
     void takeNull(std::size_t index, const ado::ParameterObject& parameter) noexcept;
     void takeValue(std::size_t index, const ado::Variant& value);

@@ -120,7 +120,7 @@ Failure Session::perform(const std::string& text, bool mayCancel) {
     return failure;
 }
 
-Failure Session::giveUp() noexcept {
+Failure Session::giveUp() {
     lose();
     return failureWith(ado::dbAbortLimitReached, CR_SERVER_LOST,
                        "The server has not answered in time; the session was given up.");
@@ -139,24 +139,42 @@ void Session::lose() noexcept {
     transaction.lose();
 }
 
-/// A failing statement may have taken its transaction along: a deadlock does, and what else does is the server's matter. It
-/// is asked.
-void Session::finishTrip(bool wasInTransaction, const Failure& failure) noexcept {
+void Session::finishTrip(bool wasInTransaction, TextKind kind, const Failure& failure) noexcept {
     running = nullptr;
     if (failure.isLoss) {
         lose();
-    } else if (!failure) {
-        transaction.noteWork();
-    } else if (wasInTransaction) {
-        try {
-            wire.settleCancelling();
-            static_cast<void>(perform("DO 0"));
-        } catch (...) { // no memory for the answer
-            lose();
+        return;
+    }
+    try {
+        if (failure && wasInTransaction) {
+            noticeFailure(kind, failure);
+        } else if (!failure) {
+            transaction.noteWork();
         }
-        if (!isInTransaction()) {
-            transaction.spoil();
+        if (transaction.isOpen() && !isInTransaction()) {
+            keepTransactionOpen();
         }
+    } catch (...) { // no memory for an answer
+        lose();
+    }
+}
+
+/// A failing statement may have taken its transaction along: a deadlock does, and what else does is the server's matter. It
+/// is asked. What defines something has committed the transaction before it failed.
+void Session::noticeFailure(TextKind kind, const Failure& failure) {
+    wire.settleCancelling();
+    const bool isTold = !perform("DO 0") || !perform("DO 0"); // a late cancelling may hit the first
+    const bool isCommitted = kind == TextKind::definition && !meansRollback(failure);
+    if (!isTold || (!isInTransaction() && !isCommitted)) {
+        transaction.spoil();
+    }
+}
+
+/// What follows belongs to the transaction all the same, so that it ends as its object does.
+void Session::keepTransactionOpen() {
+    if (transaction.state() != ado::TransactionState::spoiled && link == Link::connected &&
+        perform("START TRANSACTION")) {
+        transaction.spoil();
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include "engines/mariadb/failure.h"
 #include "engines/mariadb/wire.h"
+#include "engines/mariadb/words.h"
 #include "platform/ado/engine.h"
 #include "platform/ado/transaction_state.h"
 
@@ -48,13 +49,19 @@ public:
     /// There was none: nothing but a plan was made.
     void expectNoAnswer() noexcept { running = nullptr; }
     /// All of a statement's answer has been read, so that the connection is free.
-    void finishTrip(bool wasInTransaction, const Failure& failure) noexcept;
+    void finishTrip(bool wasInTransaction, TextKind kind, const Failure& failure) noexcept;
     /// Closes a connection that failed; its transaction is lost. Harmless when repeated.
     void lose() noexcept;
     /// Nothing has come within the time there was: the session is given up.
-    Failure giveUp() noexcept;
-    /// A scan ended before its last row.
-    void noteBrokenScan() noexcept { transaction.spoil(); }
+    Failure giveUp();
+    /// Of the transaction that is open; 0 for none.
+    std::uint64_t transactionNumber() const noexcept { return transaction.number(); }
+    /// A scan of that transaction ended before its last row.
+    void noteBrokenScan(std::uint64_t number) noexcept {
+        if (number == transaction.number()) {
+            transaction.spoil();
+        }
+    }
     /// Closes a plan, as soon as the connection is free: in the middle of another's rows, that would lose some of them.
     void drop(Plan plan) noexcept;
 
@@ -85,6 +92,8 @@ private:
 
     Failure perform(const std::string& text, bool mayCancel = true);
     Failure applyIsolation();
+    void noticeFailure(TextKind kind, const Failure& failure);
+    void keepTransactionOpen();
     void storeRunning() noexcept;
     void closePlans() noexcept;
     void noticeLoss() noexcept;

@@ -45,6 +45,7 @@ void Statement::begin() {
     session->claim();
     changed = -1;
     wasInTransaction = session->isInTransaction();
+    transactionOfRows = session->transactionNumber();
 }
 
 void Statement::executeText(const std::string& text) {
@@ -55,8 +56,8 @@ void Statement::executeText(const std::string& text) {
 
 void Statement::runText(const std::string& text) {
     forgetPlan();
-    const TextKind kind = kindOf(text);
-    if (kind == TextKind::other) {
+    kind = kindOf(text);
+    if (kind == TextKind::other || kind == TextKind::definition) {
         session->forgetTexts(); // it may change tables
     }
     Failure reason;
@@ -71,7 +72,8 @@ void Statement::runText(const std::string& text) {
     } else {
         isDone = runOnce(text, reason);
         // Of many rows, numbers cost less as they are than in text.
-        if (isDone && !isAnswering && kind == TextKind::query && !columns.haveSingles()) {
+        if (isDone && !isAnswering && kind == TextKind::query && !columns.haveSingles() &&
+            mayRunTwice(text)) {
             session->noteWithoutSingles(text);
         }
     }
@@ -125,7 +127,8 @@ void Statement::executeCommand(ado::CommandText& command, ado::ParameterValues v
         return;
     }
     kindOfCommand = kindOfCommand ? kindOfCommand : kindOf(command.text);
-    if (kindOfCommand == TextKind::other) {
+    kind = *kindOfCommand;
+    if (kind == TextKind::other || kind == TextKind::definition) {
         session->forgetTexts();
     }
     Failure reason;
@@ -153,8 +156,9 @@ bool Statement::runCommand(const std::string& text, ado::ParameterValues values,
     }
     requireMarkers(mysql_stmt_param_count(plan.get()), values.size());
     // Its columns may change between two runs, and the client library tells that when it has run.
-    isCommand = kindOfCommand != TextKind::other;
-    if (parameters.take(values) && mysql_stmt_bind_param(plan.get(), parameters.all()) != 0) {
+    isCommand = kind == TextKind::query || kind == TextKind::silent;
+    parameters.take(values);
+    if (!parameters.bind(plan.get())) {
         reason = failureOf(plan.get());
         return false;
     }
@@ -187,7 +191,7 @@ bool Statement::isPlanOutdated(const Failure& reason) {
         return false;
     }
     forgetPlan();
-    return !hasRun || kindOfCommand == TextKind::query;
+    return !hasRun || kind == TextKind::query;
 }
 
 void Statement::makePlan() {
@@ -245,7 +249,8 @@ bool Statement::receiveFirst(Failure& reason) {
 void Statement::lookAhead(Failure& reason) {
     constexpr int mostRows = 64;
     constexpr std::size_t mostBytes = std::size_t{12} * 1024; // the server does not send less at a time
-    for (int rows = 0; fetchRow(reason); ++rows) {
+    const Call call(session->answers(), timeout);
+    for (int rows = 0; fetchRow(call, reason); ++rows) {
         if (rows + 1 == mostRows || store.bytes() + columns.rowSize() > mostBytes) {
             isPending = true;
             return;
@@ -255,8 +260,7 @@ void Statement::lookAhead(Failure& reason) {
     readToEnd(reason);
 }
 
-bool Statement::fetchRow(Failure& reason) {
-    const Call call(session->answers(), timeout);
+bool Statement::fetchRow(const Call& call, Failure& reason) {
     if (answerFormat == Format::text) {
         if (MYSQL_ROW values = mysql_fetch_row(result.get())) {
             columns.take(values, mysql_fetch_lengths(result.get()));
@@ -281,41 +285,55 @@ bool Statement::fetchRow(Failure& reason) {
 }
 
 /// Of several results, those behind the first: for the errors that may be in them.
-void Statement::passFurtherResults(Failure& reason) {
-    MYSQL* const connection = session->connection();
-    if ((answerFormat == Format::binary ? mysql_stmt_more_results(plan.get())
-                                        : mysql_more_results(connection)) == 0) {
+void Statement::passFurtherResults(const Call& call, Failure& reason) {
+    if (answerFormat == Format::text) {
+        passFurtherTexts(call, reason);
         return;
     }
-    const Call call(session->answers(), timeout);
     int outcome = 0;
-    if (answerFormat == Format::text) {
-        result.reset();
-        while ((outcome = mysql_next_result(connection)) == 0) {
-            if (mysql_field_count(connection) != 0) {
-                result.reset(mysql_use_result(connection));
-                while (mysql_fetch_row(result.get()) != nullptr) {
-                }
-                result.reset();
-            }
+    while (mysql_stmt_more_results(plan.get()) != 0 && (outcome = mysql_stmt_next_result(plan.get())) == 0) {
+        columns.forgetBinds(); // they are not those of the first result
+        const unsigned int count = mysql_stmt_field_count(plan.get());
+        ResultColumns later;
+        later.describe({session->connection()->fields, count}, Format::binary);
+        outcome = count == 0 ? MYSQL_NO_DATA : later.bind(plan.get()) ? 0 : 1;
+        while (outcome == 0 || outcome == MYSQL_DATA_TRUNCATED) {
+            outcome = mysql_stmt_fetch(plan.get());
         }
-    } else {
-        while ((outcome = mysql_stmt_next_result(plan.get())) == 0 && mysql_errno(connection) == 0) {
-            columns.forgetBinds(); // they are not those of the first result
+        if (outcome != MYSQL_NO_DATA) {
+            break;
         }
     }
-    if (outcome > 0 || mysql_errno(connection) != 0) {
+    if (outcome == 1) {
+        reason = call.hasRunOut() ? session->giveUp() : failureOf(plan.get());
+    }
+}
+
+void Statement::passFurtherTexts(const Call& call, Failure& reason) {
+    MYSQL* const connection = session->connection();
+    result.reset();
+    while (mysql_more_results(connection) != 0 && mysql_next_result(connection) == 0) {
+        result.reset(mysql_use_result(connection));
+        while (result != nullptr && mysql_fetch_row(result.get()) != nullptr) {
+        }
+        if (mysql_errno(connection) != 0) {
+            break; // the next call would forget it
+        }
+        result.reset();
+    }
+    if (mysql_errno(connection) != 0) {
         reason = call.hasRunOut() ? session->giveUp() : failureOf(connection);
     }
 }
 
-/// Reads what is left of the answer, and ends it.
+/// Reads what is left of the answer, and ends it. There is time for all of it together.
 void Statement::readToEnd(Failure& reason) {
+    const Call call(session->answers(), timeout);
     while (!isBehindRows) {
-        fetchRow(reason);
+        fetchRow(call, reason);
     }
     if (!reason && session->isUsable()) {
-        passFurtherResults(reason);
+        passFurtherResults(call, reason);
     }
     endAnswer(reason);
 }
@@ -324,13 +342,13 @@ void Statement::endAnswer(const Failure& reason) noexcept {
     isAnswering = false;
     isBehindRows = true;
     isPending = false;
-    standOn(place == Place::answer ? Place::nowhere : place);
+    standOn(place == Place::answer ? Place::lost : place);
     result.reset();
     if (reason.isLoss) {
         const NoCall noWaits;
         plan.reset();
     }
-    session->finishTrip(wasInTransaction, reason);
+    session->finishTrip(wasInTransaction, kind, reason);
     if (!isCommand) {
         forgetPlan();
     }
@@ -360,7 +378,7 @@ bool Statement::nextRow() {
         standOn(Place::store);
         return true;
     }
-    if (std::exchange(isPending, false) || (!isBehindRows && fetchRow(failure))) {
+    if (std::exchange(isPending, false) || (!isBehindRows && fetchNext())) {
         standOn(Place::answer);
         return true;
     }
@@ -378,21 +396,25 @@ bool Statement::nextRow() {
     return false;
 }
 
+bool Statement::fetchNext() {
+    const Call call(session->answers(), timeout);
+    return fetchRow(call, failure);
+}
+
 void Statement::storeRest() noexcept {
     if (!isAnswering) {
         return;
     }
     Failure reason;
     try {
-        const bool isRead = storeCurrentRow();
-        while (!isBehindRows) {
-            if (fetchRow(reason)) {
+        storeCurrentRow();
+        while (!isBehindRows) { // each row has its own time: its reader is to have it
+            const Call call(session->answers(), timeout);
+            if (fetchRow(call, reason)) {
                 storeRow();
             }
         }
-        const Place kept = isRead && store.next(columns.count()) ? Place::store : place;
         readToEnd(reason);
-        standOn(kept);
         failure = std::move(reason);
     } catch (const ComError& error) {
         loseRest(error.hresult());
@@ -401,14 +423,15 @@ void Statement::storeRest() noexcept {
     }
 }
 
-/// The row that is in the answer's memory, which is about to be used for others.
-/// @return true when its reader stands on it
-bool Statement::storeCurrentRow() {
+/// The row that is in the answer's memory, which is about to be used for others. Its reader stands on the stored one then.
+void Statement::storeCurrentRow() {
     const bool isRead = place == Place::answer;
     if (std::exchange(isPending, false) || isRead) {
         storeRow();
     }
-    return isRead;
+    if (isRead && store.next(columns.count())) {
+        standOn(Place::store);
+    }
 }
 
 void Statement::storeRow() {
@@ -428,7 +451,7 @@ void Statement::storeRow() {
 
 /// What cannot be kept is read all the same: the connection is wanted.
 void Statement::loseRest(std::uint32_t status) noexcept {
-    store.clear();
+    store.dropWaiting();
     failure.status = status;
     try {
         Failure reason;
@@ -441,11 +464,12 @@ void Statement::loseRest(std::uint32_t status) noexcept {
 
 void Statement::loseConnection() noexcept {
     try {
-        if (isAnswering && storeCurrentRow() && store.next(columns.count())) {
-            standOn(Place::store);
+        if (isAnswering) {
+            storeCurrentRow();
         }
     } catch (...) { // without memory for it, the row is lost with the others
-        dropRows();
+        store.dropWaiting();
+        standOn(Place::lost);
     }
     isAnswering = false;
     result.reset();
@@ -459,11 +483,7 @@ void Statement::loseConnection() noexcept {
 void Statement::closeCursor() noexcept {
     if (isAnswering) {
         try {
-            Failure reason;
-            readToEnd(reason);
-            if (reason && wasInTransaction) {
-                session->noteBrokenScan();
-            }
+            readToEnd(failure);
         } catch (...) {
             isAnswering = false;
             session->lose();
@@ -471,6 +491,9 @@ void Statement::closeCursor() noexcept {
     }
     dropRows();
     if (failure) {
+        if (failure.status != ado::dbAbortLimitReached) { // that was the reader's own end
+            noteBrokenScan();
+        }
         failure = {};
     }
 }
@@ -483,7 +506,10 @@ void Statement::standOn(Place where) noexcept {
 }
 
 /// Null data for NULL.
-std::string_view Statement::cell(std::size_t column) const noexcept {
+std::string_view Statement::cell(std::size_t column) const {
+    if (place == Place::lost) {
+        throw ComError(eOutOfMemory, "There was no memory to keep the row.");
+    }
     return column < row.size() ? row[column] : std::string_view();
 }
 

@@ -46,7 +46,11 @@ public:
     void readValue(std::size_t column, ado::Variant& value) const override;
     std::int32_t valueSize(std::size_t column) const override;
     bool readBytes(std::size_t column, std::size_t most, ado::Variant& value) const override;
-    void noteBrokenScan() noexcept override { session->noteBrokenScan(); }
+    void noteBrokenScan() noexcept override {
+        if (transactionOfRows != 0) {
+            session->noteBrokenScan(transactionOfRows);
+        }
+    }
     void closeCursor() noexcept override;
 
     /// The connection is needed for something else: what is left of the rows waits in memory.
@@ -56,7 +60,7 @@ public:
 
 private:
     /// Where the current row is.
-    enum class Place : std::uint8_t { nowhere, answer, store };
+    enum class Place : std::uint8_t { nowhere, answer, store, lost };
 
     std::shared_ptr<Session> session;
     std::int32_t timeout = 0;
@@ -74,6 +78,8 @@ private:
     ado::RowStore store; ///< of rows that were fetched before they were wanted
     Failure failure;     ///< behind the rows in the store
     bool wasInTransaction = false;
+    std::uint64_t transactionOfRows = 0; ///< 0: none of ours
+    TextKind kind = TextKind::other;     ///< of what runs
 
     // The plan, of a command or of one run.
     Plan plan;
@@ -95,16 +101,18 @@ private:
     bool fail(const Call& call, Failure failed, Failure& reason);
     bool receiveFirst(Failure& reason);
     void lookAhead(Failure& reason);
-    bool fetchRow(Failure& reason);
-    void passFurtherResults(Failure& reason);
+    bool fetchRow(const Call& call, Failure& reason);
+    bool fetchNext();
+    void passFurtherResults(const Call& call, Failure& reason);
+    void passFurtherTexts(const Call& call, Failure& reason);
     void readToEnd(Failure& reason);
     void endAnswer(const Failure& reason) noexcept;
     void dropRows() noexcept;
-    bool storeCurrentRow();
+    void storeCurrentRow();
     void storeRow();
     void loseRest(std::uint32_t status) noexcept;
     void standOn(Place where) noexcept;
-    std::string_view cell(std::size_t column) const noexcept;
+    std::string_view cell(std::size_t column) const;
     [[noreturn]] void raise(Failure reason) { session->raise(std::move(reason)); }
 };
 

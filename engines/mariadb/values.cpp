@@ -123,14 +123,15 @@ MYSQL_TIME momentOf(std::string_view data) noexcept {
 std::string momentText(const MYSQL_TIME& moment, const ColumnType& type) {
     std::array<char, 64> buffer{};
     std::string text;
-    if (moment.time_type != MYSQL_TIMESTAMP_TIME) {
+    const bool isTime = type.type == adDBTime; // the library does not say so of midnight
+    if (!isTime) {
         std::snprintf(buffer.data(), buffer.size(), "%04u-%02u-%02u", moment.year, moment.month, moment.day);
         text = buffer.data();
     }
     if (type.type == adDBDate) {
         return text;
     }
-    const unsigned int hours = moment.hour + (moment.time_type == MYSQL_TIMESTAMP_TIME ? moment.day * 24 : 0);
+    const unsigned int hours = moment.hour + (isTime ? moment.day * 24 : 0);
     std::snprintf(buffer.data(), buffer.size(), "%s%02u:%02u:%02u.%06lu", moment.neg != 0 ? "-" : "", hours,
                   moment.minute, moment.second, moment.second_part);
     text.append(text.empty() ? "" : " ").append(buffer.data());
@@ -152,7 +153,7 @@ bool isInCalendar(const MYSQL_TIME& moment) noexcept {
 
 /// Days that no calendar has, and hours beyond a day, stay texts.
 void assignMoment(Variant& value, const MYSQL_TIME& moment, const ColumnType& type) {
-    const bool isTime = moment.time_type == MYSQL_TIMESTAMP_TIME;
+    const bool isTime = type.type == adDBTime;
     if (!isOnClock(moment) || (isTime ? moment.day != 0 : !isInCalendar(moment))) {
         assignText(value, momentText(moment, type));
         return;

@@ -153,6 +153,11 @@ Failure Wire::secure() {
     const bool isWanted = parameters->requiresTls || optionOf<my_bool>(handle, MYSQL_OPT_SSL_ENFORCE) != 0 ||
                           optionOf<my_bool>(handle, MYSQL_OPT_SSL_VERIFY_SERVER_CERT) != 0 ||
                           optionOf<const char*>(handle, MYSQL_OPT_SSL_CA) != nullptr;
+    // The file's wishes for these do not count: a session that came back by itself would be another one.
+    const my_bool off = 0;
+    const unsigned int localFiles = parameters->allowsLocalFiles ? 1 : 0;
+    mysql_options(handle, MYSQL_OPT_RECONNECT, &off);
+    mysql_options(handle, MYSQL_OPT_LOCAL_INFILE, &localFiles);
     if (isWanted && !isEncrypted) {
         return failureWith(eFail, CR_SSL_CONNECTION_ERROR, "TLS is wanted, and the server has not got it.");
     }
@@ -177,6 +182,23 @@ bool Wire::hasEnded() const noexcept {
     return waitForSocket(mysql_get_socket(connection.get()), Wait::toRead, std::chrono::milliseconds(0));
 }
 
+/// Whatever fails there, the session is given up when its time is over.
+void Wire::killQuery(const std::shared_ptr<const Parameters>& with, const Parameters::Host& at,
+                     const std::string& text) noexcept {
+    try {
+        const Deadline deadline(cancellingTime);
+        Wire other;
+        other.parameters = with;
+        if (!other.connectTo(at, deadline)) {
+            const Call call(other, deadline);
+            mysql_real_query(other.get(), text.data(), text.size());
+        }
+        other.close();
+    } catch (...) { // no memory for it
+        return;
+    }
+}
+
 /// Over a connection of its own, in a thread of its own, because connecting may take its time.
 void Wire::cancel() noexcept {
     try {
@@ -184,14 +206,7 @@ void Wire::cancel() noexcept {
         std::future<void> outcome = done->get_future();
         const std::string text = "KILL QUERY " + std::to_string(mysql_thread_id(connection.get()));
         std::thread([with = parameters, at = parameters->hosts[host], text, done] {
-            const Deadline deadline(cancellingTime);
-            Wire other;
-            other.parameters = with;
-            if (!other.connectTo(at, deadline)) {
-                const Call call(other, deadline);
-                mysql_real_query(other.get(), text.data(), text.size());
-            }
-            other.close();
+            killQuery(with, at, text);
             done->set_value();
         }).detach();
         cancelling = std::move(outcome);

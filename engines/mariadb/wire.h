@@ -47,6 +47,8 @@ private:
     Failure connectTo(const Parameters::Host& at, const platform::Deadline& deadline);
     void setOptions() const;
     Failure secure();
+    static void killQuery(const std::shared_ptr<const Parameters>& with, const Parameters::Host& at,
+                          const std::string& text) noexcept;
 };
 
 /// While it lives, the client library's calls of this thread may wait for the server.

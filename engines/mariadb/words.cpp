@@ -13,6 +13,12 @@ bool isLetter(char character) noexcept {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
 }
 
+/// What is no letter of ASCII may be one of another alphabet, or end a name in quotes.
+bool isPartOfName(char character) noexcept {
+    constexpr std::string_view others = " \t\r\n(),=<>!+-*/%|&;";
+    return others.find(character) == std::string_view::npos;
+}
+
 std::string_view takeWord(std::string_view& text) noexcept {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     const auto* const end = std::ranges::find_if_not(text, isLetter);
@@ -46,10 +52,31 @@ TextKind kindOf(std::string_view text) noexcept {
     if (isOneOf(first, {"COMMIT", "ROLLBACK", "SAVEPOINT", "RELEASE", "DO"})) {
         return TextKind::silent;
     }
+    if (isOneOf(first, {"CREATE", "ALTER", "DROP", "TRUNCATE", "RENAME", "OPTIMIZE", "REPAIR", "ANALYZE",
+                        "CHECK", "GRANT", "REVOKE", "LOCK", "UNLOCK", "FLUSH"})) {
+        return TextKind::definition;
+    }
     if (isOneOf(first, {"SET", "BEGIN", "START"})) { // SET STATEMENT ... FOR, BEGIN NOT ATOMIC
         return isOneOf(takeWord(text), {"STATEMENT", "NOT"}) ? TextKind::other : TextKind::silent;
     }
     return TextKind::other;
+}
+
+bool mayRunTwice(std::string_view text) noexcept {
+    for (std::size_t place = text.find('('); place != std::string_view::npos;
+         place = text.find('(', place + 1)) {
+        std::string_view before = text.substr(0, place);
+        before = before.substr(0, before.find_last_not_of(" \t\r\n") + 1);
+        std::size_t begin = before.size();
+        while (begin > 0 && isPartOfName(before[begin - 1])) {
+            --begin;
+        }
+        const std::string_view name = before.substr(begin);
+        if (!name.empty() && !isOneOf(name, {"COUNT", "SUM", "MIN", "MAX", "AVG", "IN"})) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace orvel::engines::mariadb

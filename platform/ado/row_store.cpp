@@ -43,7 +43,7 @@ void RowStore::drop() noexcept {
 
 void RowStore::beginRow(std::size_t columns, std::size_t bytes) {
     rowSize = columns * sizeof(Size) + bytes;
-    if (file == nullptr && kept + rowSize > mostInMemory) {
+    if (file == nullptr && rows > 0 && kept + rowSize > mostInMemory) {
         file.reset(std::tmpfile());
         if (file == nullptr) {
             failFile();

@@ -15,15 +15,18 @@
 namespace orvel::platform::ado {
 
 /// Rows that had to be fetched before their reader asked for them: packed, in memory up to a limit and beyond it in a file
-/// without a name. Rows come out in the order in which they went in. Rows that went to the file come out once all are in.
+/// without a name. Rows come out in the order in which they went in. Rows that went to the file come out once all are in; one
+/// that comes while none is waiting stays in memory, and stays valid while others come.
 class RowStore {
 public:
     /// Drops all rows, and keeps a little memory for others.
     void clear() noexcept {
-        if (kept > 0 || file != nullptr) {
+        if (!blocks.empty() || file != nullptr) {
             drop();
         }
     }
+    /// Drops the rows that have not been taken out, and leaves the one that was.
+    void dropWaiting() noexcept { rows = 0; }
     /// Begins a row of so many values, which have so many bytes together.
     /// @throws ComError  DB_E_OUTOFSPACE when there is no file to be had
     void beginRow(std::size_t columns, std::size_t bytes);

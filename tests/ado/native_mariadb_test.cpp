@@ -111,6 +111,15 @@ TEST_P(NativeMariadb, aProceduresLateFailureIsOne) {
         EXPECT_THAT(errorOf([&] { with(call, 1)->execNoQuery(0); }).provText, HasSubstr("late"));
         EXPECT_EQ(valueOf(2), "v2");
     }
+    run("CREATE PROCEDURE amid () BEGIN SELECT 1; SELECT (SELECT id FROM t); SELECT 3; END");
+    QD_OrvelTransaction transaction(connection, 0, true, "");
+    run("UPDATE t SET v = 'kept' WHERE id = 3");
+    for (const char* const text : {"CALL amid()", "EXECUTE IMMEDIATE 'CALL amid()'"}) {
+        EXPECT_EQ(errorOf([&] { run(text); }).provCode, 1242UL) << text;
+        EXPECT_EQ(errorOf([&] { command(text)->execNoQuery(0); }).provCode, 1242UL) << text;
+    }
+    transaction.commit();
+    EXPECT_EQ(valueOf(3), "kept");
     for (const char* const text :
          {"OPTIMIZE TABLE t", "VALUES (1)", "SET STATEMENT max_statement_time = 9 FOR SELECT 1",
           "EXECUTE IMMEDIATE 'SELECT 1'", "HELP 'select'", "CHECK TABLE t"}) {
@@ -138,6 +147,44 @@ TEST_P(NativeMariadb, aTransactionThatTheServerUndidIsNotCommitted) {
     EXPECT_NE(errorOf([&] { run("INSERT INTO t VALUES (1, 'twice')"); }).code, -1);
     EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, -1) << "nothing was undone";
     EXPECT_EQ(valueOf(1), "a");
+}
+
+TEST_P(NativeMariadb, whatTheServerCommitsByItselfEndsNoTransactionOfOurs) {
+    for (const bool fails : {true, false}) {
+        for (const bool commits : {true, false}) {
+            run("REPLACE INTO t VALUES (1, 'before'), (2, 'before')");
+            QD_OrvelTransaction transaction(connection, 0, true, "");
+            run("UPDATE t SET v = 'first' WHERE id = 1");
+            EXPECT_EQ(errorOf([&] {
+                          run(fails ? "CREATE TABLE t (i INTEGER)" : "CREATE OR REPLACE TABLE z (i INTEGER)");
+                      }).code,
+                      fails ? 13 : -1);
+            run("UPDATE t SET v = 'second' WHERE id = 2");
+            commits ? transaction.commit() : transaction.abort();
+            EXPECT_EQ(valueOf(1) + valueOf(2), commits ? "firstsecond" : "firstbefore") << fails;
+        }
+    }
+}
+
+TEST_P(NativeMariadb, aScanThatFailsUnreadSpoilsItsOwnTransactionAlone) {
+    const char* const failing =
+        "SELECT id, IF(id = 2900, (SELECT id FROM t), REPEAT('x', 100)) FROM t ORDER BY id";
+    for (const bool isStored : {true, false}) {
+        QD_OrvelTransaction transaction(connection, 0, true, "");
+        QD_OrvelQueryHandle rows = query(failing);
+        if (isStored) run("SELECT 1");
+        rows.release();
+        EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, 0x8004D019) << isStored;
+    }
+    QD_OrvelQueryHandle old;
+    {
+        QD_OrvelTransaction transaction(connection, 0, true, "");
+        old = query(failing);
+        EXPECT_EQ(errorOf([&] { transaction.abort(); }).code, -1);
+    }
+    QD_OrvelTransaction transaction(connection, 0, true, "");
+    old.release();
+    EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, -1) << "of the one before";
 }
 
 TEST_P(NativeMariadb, theConnectionStringSaysWhatItSaysAndNoMore) {
