@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/ado/command_checks.h"
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
 
@@ -84,9 +85,7 @@ void ParameterBinds::setNumber(std::size_t index, enum_field_types type, Number 
 
 /// A short one is copied, to a place that stays; a long one is taken from where it lies.
 void ParameterBinds::setText(std::size_t index, enum_field_types type, const char* data, std::size_t size) {
-    if (size >= ado::lengthLimit) {
-        throw ComError(ado::dbDataOverflow, "The value of a parameter has 1 GiB or more.");
-    }
+    ado::requireValueLength(size);
     if (size > ado::worthKeeping) {
         set(index, type, data, size);
         return;

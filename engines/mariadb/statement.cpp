@@ -3,29 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/ado/command_checks.h"
 #include "platform/ado/status.h"
-
-namespace {
-
-void requireLength(const std::string& text) {
-    if (text.size() >= orvel::platform::ado::lengthLimit) {
-        throw orvel::platform::ComError(orvel::platform::ado::adErrInvalidArgument,
-                                        "The text of the statement has 1 GiB or more.");
-    }
-}
-
-void requireMarkers(std::size_t markers, std::size_t given) {
-    if (given == markers) {
-        return;
-    }
-    const std::string reason = "The command has " + std::to_string(given) + " parameters for " +
-                               std::to_string(markers) + " markers.";
-    throw orvel::platform::ComError(given > markers ? orvel::platform::ado::adErrInvalidParamInfo
-                                                    : orvel::platform::ado::dbParamNotOptional,
-                                    reason);
-}
-
-} // namespace
 
 namespace orvel::engines::mariadb {
 
@@ -49,7 +28,7 @@ void Statement::begin() {
 }
 
 void Statement::executeText(const std::string& text) {
-    requireLength(text);
+    ado::requireTextLength(text.size());
     begin();
     runText(text);
 }
@@ -119,7 +98,7 @@ bool Statement::runOnce(const std::string& text, Failure& reason) {
 }
 
 void Statement::executeCommand(ado::CommandText& command, ado::ParameterValues values) {
-    requireLength(command.text);
+    ado::requireTextLength(command.text.size());
     begin();
     const bool again = std::exchange(command.ranBefore, true);
     if (values.empty() && !again && command.text.find('?') == std::string::npos) {
@@ -154,7 +133,7 @@ bool Statement::runCommand(const std::string& text, ado::ParameterValues values,
     if (plan == nullptr && !prepare(text, reason)) {
         return false;
     }
-    requireMarkers(mysql_stmt_param_count(plan.get()), values.size());
+    ado::requireValueForEachMarker(mysql_stmt_param_count(plan.get()), values.size());
     // Its columns may change between two runs, and the client library tells that when it has run.
     isCommand = kind == TextKind::query || kind == TextKind::silent;
     parameters.take(values);

@@ -88,29 +88,11 @@ void assignUnsigned(Variant& value, Format format, std::string_view data) {
     value = std::uint64_t{numberOf<Number>(format, data)};
 }
 
-void assignText(Variant& value, std::string_view text) {
-    if (auto* old = std::get_if<std::string>(&value)) {
-        old->assign(text);
-    } else {
-        value.emplace<std::string>(text);
-    }
-}
-
 void assignBytes(Variant& value, std::string_view data) {
     auto* bytes = std::get_if<Bytes>(&value);
     bytes = bytes != nullptr ? bytes : &value.emplace<Bytes>();
     const auto* const first = reinterpret_cast<const std::byte*>(data.data());
     bytes->assign(first, first + data.size());
-}
-
-/// What no Decimal can hold stays the text that it is.
-void assignNumeric(Variant& value, std::string_view text) {
-    Decimal decimal;
-    if (parseExact(text, decimal)) {
-        value = decimal;
-    } else {
-        assignText(value, text);
-    }
 }
 
 MYSQL_TIME momentOf(std::string_view data) noexcept {
@@ -173,14 +155,11 @@ void assignMoment(Variant& value, const MYSQL_TIME& moment, const ColumnType& ty
     value = date;
 }
 
-void assignDate(Variant& value, Format format, std::string_view data, const ColumnType& type) {
-    Date date;
+void assignDateOrTime(Variant& value, Format format, std::string_view data, const ColumnType& type) {
     if (format == Format::binary) {
         assignMoment(value, momentOf(data), type);
-    } else if (parseDate(data, date)) {
-        value = date;
     } else {
-        assignText(value, data);
+        assignDate(value, data);
     }
 }
 
@@ -257,7 +236,7 @@ void readValue(const ColumnType& type, Format format, std::string_view data, Var
     case Kind::numeric:
         return assignNumeric(value, data);
     case Kind::date:
-        return assignDate(value, format, data, type);
+        return assignDateOrTime(value, format, data, type);
     case Kind::text:
         return assignText(value, data);
     case Kind::bytes:

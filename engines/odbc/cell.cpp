@@ -23,35 +23,15 @@ Number numberOf(const Cell& cell) noexcept {
     return number;
 }
 
-void assignText(Variant& value, std::string_view text) {
-    if (auto* old = std::get_if<std::string>(&value)) {
-        old->assign(text);
-    } else {
-        value.emplace<std::string>(text);
-    }
-}
-
 /// The driver writes decimals as its locale has them; what no Decimal can hold stays the text that it is.
 void readDecimal(const Cell& cell, Variant& value) {
     std::string text(viewOf(cell));
     std::ranges::replace(text, ',', '.');
-    Decimal decimal;
-    if (parseExact(text, decimal)) {
-        value = decimal;
-    } else {
-        assignText(value, text);
-    }
+    assignNumeric(value, text);
 }
 
 /// Engines have dates and times that are none here (infinity, hours beyond a day): those stay texts.
-void readDate(const Cell& cell, Variant& value) {
-    Date date;
-    if (parseDate(viewOf(cell), date)) {
-        value = date;
-    } else {
-        assignText(value, viewOf(cell));
-    }
-}
+void readDate(const Cell& cell, Variant& value) { assignDate(value, viewOf(cell)); }
 
 void readBytes(const Cell& cell, Variant& value) {
     const auto* first = reinterpret_cast<const std::byte*>(cell.data); // NOLINT: bytes of any object

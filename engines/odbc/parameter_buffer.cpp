@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engines/odbc/statement.h"
+#include "platform/ado/command_checks.h"
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
 
@@ -104,9 +105,7 @@ ParameterBuffer::Binding ParameterBuffer::takeBytes(const ado::Variant& value) {
 ParameterBuffer::Binding ParameterBuffer::takeRaw(const char* data, std::size_t size,
                                                   SQLSMALLINT transferType, SQLSMALLINT sqlType) {
     constexpr std::size_t leastCapacity = 256;
-    if (size >= ado::lengthLimit) {
-        throw ComError(ado::dbDataOverflow, "The value of a parameter has 1 GiB or more.");
-    }
+    ado::requireValueLength(size);
     if (bytes.size() < size || bytes.empty()) {
         bytes.resize(std::max({leastCapacity, size, bytes.size() * 2}));
     }

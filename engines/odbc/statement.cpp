@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/ado/ascii_case.h"
+#include "platform/ado/command_checks.h"
 #include "platform/ado/status.h"
 
 namespace {
@@ -30,10 +31,7 @@ bool mayHaveSeveralResults(std::string_view text, Engine engine) noexcept {
 
 /// Cut to 32 bits, the length of a longer text would be that of its beginning.
 SQLINTEGER lengthOf(const std::string& text) {
-    if (text.size() >= orvel::platform::ado::lengthLimit) {
-        throw orvel::platform::ComError(orvel::platform::ado::adErrInvalidArgument,
-                                        "The text of the statement has 1 GiB or more.");
-    }
+    orvel::platform::ado::requireTextLength(text.size());
     return static_cast<SQLINTEGER>(text.size());
 }
 

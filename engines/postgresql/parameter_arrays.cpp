@@ -4,6 +4,7 @@
 #include <bit>
 #include <charconv>
 
+#include "platform/ado/command_checks.h"
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
 
@@ -43,9 +44,7 @@ bool ParameterArrays::isTyped() const noexcept {
 }
 
 void ParameterArrays::set(std::size_t index, Oid type, const char* data, std::size_t size, bool isBinary) {
-    if (size >= ado::lengthLimit) {
-        throw ComError(ado::dbDataOverflow, "The value of a parameter has 1 GiB or more.");
-    }
+    ado::requireValueLength(size);
     pointers[index] = data;
     sizes[index] = static_cast<int>(size);
     forms[index] = isBinary ? 1 : 0;

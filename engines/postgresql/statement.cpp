@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/ado/ascii_case.h"
+#include "platform/ado/command_checks.h"
 #include "platform/ado/status.h"
 
 namespace {
@@ -14,13 +15,6 @@ constexpr const char* copyRefusal = "Rows cannot be copied between the client an
 
 constexpr int inText = 0;
 constexpr int inBinary = 1;
-
-void requireLength(const std::string& text) {
-    if (text.size() >= orvel::platform::ado::lengthLimit) {
-        throw orvel::platform::ComError(orvel::platform::ado::adErrInvalidArgument,
-                                        "The text of the statement has 1 GiB or more.");
-    }
-}
 
 /// SET and RESET, and what begins like them.
 bool mayChangeSettings(std::string_view text) noexcept {
@@ -60,7 +54,7 @@ void Statement::begin() {
 }
 
 void Statement::executeText(const std::string& text) {
-    requireLength(text);
+    ado::requireTextLength(text.size());
     begin();
     traits = {};
     const bool mayDropPlans = !text.empty() && (text.front() == 'D' || text.front() == 'd');
@@ -126,7 +120,7 @@ void Statement::expectAnswer() {
 }
 
 void Statement::executeCommand(ado::CommandText& command, ado::ParameterValues values) {
-    requireLength(command.text);
+    ado::requireTextLength(command.text.size());
     if (!isRead) {
         traits = readText(command.text, true, session->escapesInStrings());
         isRead = true;
@@ -141,15 +135,7 @@ void Statement::requireMarkers(std::size_t given) const {
     if (traits.markers > most) {
         throw ComError(ado::adErrInvalidParamInfo, "The command has more than 65535 parameters.");
     }
-    if (given > traits.markers) {
-        throw ComError(ado::adErrInvalidParamInfo, "The command has " + std::to_string(given) +
-                                                       " parameters for " + std::to_string(traits.markers) +
-                                                       " markers.");
-    }
-    if (given < traits.markers) {
-        throw ComError(ado::dbParamNotOptional, "The command has " + std::to_string(traits.markers) +
-                                                    " markers and " + std::to_string(given) + " parameters.");
-    }
+    ado::requireValueForEachMarker(traits.markers, given);
     refuseCopies();
 }
 

@@ -92,34 +92,6 @@ Real real(Format format, std::string_view raw) {
     return format == Format::binary ? std::bit_cast<Real>(bigEndian<Bits>(raw)) : parsed<Real>(raw);
 }
 
-void assignText(Variant& value, std::string_view text) {
-    if (auto* old = std::get_if<std::string>(&value)) {
-        old->assign(text);
-    } else {
-        value.emplace<std::string>(text);
-    }
-}
-
-/// What no Decimal can hold stays the text that it is.
-void assignNumeric(Variant& value, std::string_view text) {
-    Decimal decimal;
-    if (parseExact(text, decimal)) {
-        value = decimal;
-    } else {
-        assignText(value, text);
-    }
-}
-
-/// Infinities, years that are none here and hours beyond a day stay texts, and so does what follows another DateStyle.
-void assignDate(Variant& value, std::string_view text) {
-    Date date;
-    if (parseDate(text, date)) {
-        value = date;
-    } else {
-        assignText(value, text);
-    }
-}
-
 /// The server's own form of a numeric: digits to the base of 10,000, the first of which stands `weight` places before the
 /// point.
 std::string numericText(std::string_view raw) {

@@ -87,6 +87,13 @@ bool parseDate(std::string_view text, Date& date) noexcept;
 
 Decimal decimalOf(std::int64_t value) noexcept;
 
+/// What engines make of a value that comes as a text. The memory of `value` is used again where it can be.
+void assignText(Variant& value, std::string_view text);
+/// A decimal; what none can hold stays the text that it is.
+void assignNumeric(Variant& value, std::string_view text);
+/// A date; what is none of the calendar or the clock stays the text that it is: infinities, hours beyond a day.
+void assignDate(Variant& value, std::string_view text);
+
 } // namespace orvel::platform::ado
 
 #endif

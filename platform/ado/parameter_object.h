@@ -15,9 +15,6 @@ namespace orvel::platform::ado {
 /// Up to this size, memory is kept for the next execution.
 inline constexpr std::size_t worthKeeping = std::size_t{64} * 1024;
 
-/// Texts and values are shorter than this: servers take no message of 1 GiB.
-inline constexpr std::size_t lengthLimit = std::size_t{1} << 30U;
-
 class ParameterObject final : public Parameter {
 public:
     /// Makes it a new parameter.

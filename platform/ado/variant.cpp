@@ -202,6 +202,32 @@ bool parseExact(std::string_view text, Decimal& decimal) {
     return digits.parse(text) && digits.fits(decimal);
 }
 
+void assignText(Variant& value, std::string_view text) {
+    if (auto* old = std::get_if<std::string>(&value)) {
+        old->assign(text);
+    } else {
+        value.emplace<std::string>(text);
+    }
+}
+
+void assignNumeric(Variant& value, std::string_view text) {
+    Decimal decimal;
+    if (parseExact(text, decimal)) {
+        value = decimal;
+    } else {
+        assignText(value, text);
+    }
+}
+
+void assignDate(Variant& value, std::string_view text) {
+    Date date;
+    if (parseDate(text, date)) {
+        value = date;
+    } else {
+        assignText(value, text);
+    }
+}
+
 Decimal decimalOf(std::int64_t value) noexcept {
     const auto bits = static_cast<std::uint64_t>(value);
     // Negated without a sign: the magnitude of the smallest number has no signed form.
