@@ -400,6 +400,9 @@ void Statement::storeRest() noexcept {
     } catch (...) {
         loseRest(eOutOfMemory);
     }
+    if (failure) { // whether its reader gets there before the commit or not
+        noteBrokenScan();
+    }
 }
 
 /// The row that is in the answer's memory, which is about to be used for others. Its reader stands on the stored one then.
@@ -470,7 +473,8 @@ void Statement::closeCursor() noexcept {
     }
     dropRows();
     if (failure) {
-        if (failure.status != ado::dbAbortLimitReached) { // that was the reader's own end
+        const bool hasOwnEnd = kind == TextKind::query && failure.status == ado::dbAbortLimitReached;
+        if (!hasOwnEnd) {
             noteBrokenScan();
         }
         failure = {};

@@ -187,10 +187,10 @@ Failure Session::readAll(bool mayCancel) {
 }
 
 Failure Session::giveUp() {
+    lose(); // first: there may be no memory for the words
     Failure failure = failureWith(ado::dbAbortLimitReached, "08006",
                                   "The server has not answered in time; the session was given up.");
     failure.isLoss = true;
-    lose();
     return failure;
 }
 

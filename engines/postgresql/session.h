@@ -83,8 +83,14 @@ public:
     void lose() noexcept;
     /// Nothing has come within the time there was: the session is given up.
     Failure giveUp();
-    /// A scan ended before its last row.
-    void noteBrokenScan() noexcept { transaction.spoil(); }
+    /// Of the transaction that is open; 0 for none.
+    std::uint64_t transactionNumber() const noexcept { return transaction.number(); }
+    /// A scan of that transaction ended before its last row.
+    void noteBrokenScan(std::uint64_t number) noexcept {
+        if (number == transaction.number()) {
+            transaction.spoil();
+        }
+    }
     /// Notes a plan for the next time that plans are dropped, many in one trip.
     void dropPlan(std::string plan) noexcept;
     /// A name that no other plan of the session has had.

@@ -23,6 +23,11 @@ bool mayChangeSettings(std::string_view text) noexcept {
            orvel::platform::ado::equalIgnoringCase(beginning, "RES");
 }
 
+bool beginsReading(std::string_view text) noexcept {
+    constexpr std::string_view reading = "SELECT";
+    return orvel::platform::ado::equalIgnoringCase(text.substr(0, reading.size()), reading);
+}
+
 /// -1 for what counts no rows.
 std::int64_t countOf(PGresult* result) noexcept {
     const std::string_view count = PQcmdTuples(result);
@@ -51,6 +56,7 @@ void Statement::begin() {
     session->claim();
     changed = -1;
     wasInTransaction = session->isInTransaction();
+    transactionOfRows = session->transactionNumber();
 }
 
 void Statement::executeText(const std::string& text) {
@@ -68,6 +74,7 @@ void Statement::executeText(const std::string& text) {
     if (traits.dropsPlans) {
         session->forgetGuards();
     }
+    onlyReads = beginsReading(text);
     runText(text);
 }
 
@@ -123,6 +130,7 @@ void Statement::executeCommand(ado::CommandText& command, ado::ParameterValues v
     ado::requireTextLength(command.text.size());
     if (!isRead) {
         traits = readText(command.text, true, session->escapesInStrings());
+        onlyReads = beginsReading(command.text);
         isRead = true;
     }
     requireMarkers(values.size());
@@ -266,6 +274,10 @@ bool Statement::send(Way way) {
 /// The next result of the answer; null at its end, also when there is no answer any more.
 Result Statement::receive(Failure& reason) {
     Patience patience(timeout);
+    return receive(patience, reason);
+}
+
+Result Statement::receive(Patience& patience, Failure& reason) {
     try {
         return session->answers().next(patience);
     } catch (const NoAnswer&) {
@@ -359,9 +371,10 @@ void Statement::refuseCopy(const PGresult* result, Failure& reason) {
     }
 }
 
-/// Reads what is left of the answer, rows included, and ends it.
+/// Reads what is left of the answer, rows included, and ends it. There is time for all of it together.
 void Statement::readToEnd(Failure& reason) {
-    while (const Result result = reason.isLoss ? nullptr : receive(reason)) {
+    Patience patience(timeout);
+    while (const Result result = reason.isLoss ? nullptr : receive(patience, reason)) {
         const ExecStatusType status = PQresultStatus(result.get());
         if (status == PGRES_FATAL_ERROR && (!reason || reason.isLoss)) {
             reason = failureOf(session->connection(), result.get());
@@ -463,6 +476,9 @@ void Statement::storeRest() noexcept {
     } catch (...) {
         loseRest(eOutOfMemory);
     }
+    if (failure) { // whether its reader gets there before the commit or not
+        noteBrokenScan();
+    }
 }
 
 void Statement::storeRow(const PGresult* result) {
@@ -506,18 +522,20 @@ void Statement::loseConnection() noexcept {
 void Statement::closeCursor() noexcept {
     if (isAnswering) {
         try {
-            Failure reason;
-            readToEnd(reason);
-            if (reason && wasInTransaction) {
-                session->noteBrokenScan();
-            }
+            readToEnd(failure);
         } catch (...) {
             isAnswering = false;
             session->lose();
         }
     }
     dropRows();
-    failure = {};
+    if (failure) {
+        const bool hasOwnEnd = onlyReads && failure.status == ado::dbAbortLimitReached;
+        if (!hasOwnEnd) {
+            noteBrokenScan();
+        }
+        failure = {};
+    }
 }
 
 void Statement::forgetPlan() noexcept {

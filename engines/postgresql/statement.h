@@ -43,7 +43,11 @@ public:
     void readValue(std::size_t column, ado::Variant& value) const override;
     std::int32_t valueSize(std::size_t column) const override;
     bool readBytes(std::size_t column, std::size_t most, ado::Variant& value) const override;
-    void noteBrokenScan() noexcept override { session->noteBrokenScan(); }
+    void noteBrokenScan() noexcept override {
+        if (transactionOfRows != 0) {
+            session->noteBrokenScan(transactionOfRows);
+        }
+    }
     void closeCursor() noexcept override;
 
     /// The connection is needed for something else: what is left of the rows waits in memory.
@@ -80,6 +84,8 @@ private:
     Guard guard = Guard::none;
     std::string guarded; ///< a text with its guard behind it
     bool wasInTransaction = false;
+    std::uint64_t transactionOfRows = 0; ///< 0: none of ours
+    bool onlyReads = false;              ///< as far as its first word tells
 
     // The command.
     bool isRead = false; ///< `traits` are those of the command
@@ -107,6 +113,7 @@ private:
     bool lookAhead(Failure& reason);
     bool receiveFirst(bool describes, Failure& reason);
     Result receive(Failure& reason);
+    Result receive(Patience& patience, Failure& reason);
     Result receiveRow(Failure& reason);
     void dropRows() noexcept;
     void readToEnd(Failure& reason);

@@ -166,27 +166,6 @@ TEST_P(NativeMariadb, whatTheServerCommitsByItselfEndsNoTransactionOfOurs) {
     }
 }
 
-TEST_P(NativeMariadb, aScanThatFailsUnreadSpoilsItsOwnTransactionAlone) {
-    const char* const failing =
-        "SELECT id, IF(id = 2900, (SELECT id FROM t), REPEAT('x', 100)) FROM t ORDER BY id";
-    for (const bool isStored : {true, false}) {
-        QD_OrvelTransaction transaction(connection, 0, true, "");
-        QD_OrvelQueryHandle rows = query(failing);
-        if (isStored) run("SELECT 1");
-        rows.release();
-        EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, 0x8004D019) << isStored;
-    }
-    QD_OrvelQueryHandle old;
-    {
-        QD_OrvelTransaction transaction(connection, 0, true, "");
-        old = query(failing);
-        EXPECT_EQ(errorOf([&] { transaction.abort(); }).code, -1);
-    }
-    QD_OrvelTransaction transaction(connection, 0, true, "");
-    old.release();
-    EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, -1) << "of the one before";
-}
-
 TEST_P(NativeMariadb, theConnectionStringSaysWhatItSaysAndNoMore) {
     struct Case {
         const char* instead;

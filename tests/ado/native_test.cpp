@@ -59,6 +59,30 @@ TEST_P(Native, thousandsOfCommandsGoWithoutDelay) {
     EXPECT_EQ(plans(), ofTheQuestion) << "and the server keeps none of their plans";
 }
 
+TEST_P(Native, aScanThatFailsUnreadSpoilsItsOwnTransactionAlone) {
+    const std::string failing =
+        mine({"", "", "SELECT 1 / (2900 - g), REPEAT('x', 100) FROM generate_series(1, 3000) g",
+              "SELECT id, IF(id = 2900, (SELECT id FROM t), REPEAT('x', 100)) FROM t ORDER BY id"});
+    enum class Rows { closed, storedAndClosed, open };
+    for (const Rows end : {Rows::closed, Rows::storedAndClosed, Rows::open}) {
+        QD_OrvelTransaction transaction(connection, 0, true, "");
+        QD_OrvelQueryHandle rows = query(failing);
+        if (end == Rows::storedAndClosed) run("SELECT 1");
+        if (end != Rows::open) rows.release();
+        EXPECT_EQ(errorOf([&] { transaction.commit(); }).hr, 0x8004D019) << static_cast<int>(end);
+    }
+    for (const bool inAnother : {true, false}) {
+        QD_OrvelTransaction earlier(connection, 0, inAnother, "");
+        const QD_OrvelQueryHandle old = query(failing);
+        if (inAnother) earlier.abort();
+        QD_OrvelTransaction transaction(connection, 0, true, "");
+        int rows = 0;
+        for (; !old->eof(); old->nextRow()) ++rows;
+        EXPECT_EQ(rows, 2899);
+        EXPECT_EQ(errorOf([&] { transaction.commit(); }).code, -1) << inAnother;
+    }
+}
+
 TEST_P(Native, aStatementThatTakesTooLongIsUndoneAlone) {
     const std::string sleep = mine({"", "", "pg_sleep(9)", "SLEEP(9)"});
     connection->setBusyTimeout(1000);
