@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <stdexcept>
 #include <utility>
 
 #include "QD_ADOOrvelException.h"
@@ -73,12 +75,9 @@ std::int32_t sizeOf(const std::string& text) {
                : throw platform::ComError(ado::adErrInvalidArgument, "The text is too long for a parameter.");
 }
 
-ado::Bytes byteArray(const unsigned char* data, int length) {
-    ado::Bytes bytes;
-    bytes.reserve(static_cast<std::size_t>(length)); // a negative length cannot be allocated
-    const auto* const first = reinterpret_cast<const std::byte*>(data);
-    bytes.insert(bytes.end(), first, first + length);
-    return bytes;
+std::span<const std::byte> bytesOf(const unsigned char* data, int length) {
+    return length > 0 ? std::as_bytes(std::span(data, static_cast<std::size_t>(length)))
+                      : throw std::length_error("A blob has no negative length.");
 }
 
 } // namespace
@@ -144,11 +143,11 @@ void QD_ADOOrvelCommand::addBlobParam(const unsigned char* data, int length) {
             addEmptyParam(QD_ORVEL_DATA_BLOB);
             return;
         }
-        ado::Variant bytes = byteArray(data, length);
+        const std::span<const std::byte> bytes = bytesOf(data, length);
         ado::Command& target = needed(command);
         auto parameter = inputParameter(target, ado::adLongVarBinary, length, ado::Missing{});
-        parameter->appendChunk(std::move(bytes));
-        target.parameters().append(std::move(parameter));
+        parameter->appendChunk(bytes);
+        target.parameters().append(parameter);
     });
 }
 

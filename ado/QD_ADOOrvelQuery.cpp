@@ -23,6 +23,11 @@ long long digitsOf(const ado::Decimal& decimal) {
     return static_cast<long long>(decimal.sign == ado::Decimal::negative ? 0 - magnitude : magnitude);
 }
 
+/// Apart, so that a field by its position pays nothing for the text.
+[[gnu::noinline]] ado::Field& fieldNamed(ado::Fields& columns, const char* name) {
+    return columns.item(platform::narrowToUtf8(name));
+}
+
 /// Copies a binary value; `size` is the buffer's at first, and then the value's.
 bool takeBytes(ado::Field& field, unsigned int& size, unsigned char* buffer) {
     const unsigned int capacity = size;
@@ -153,10 +158,13 @@ bool QD_ADOOrvelQuery::_getDoubleField(const char* name, int index, double& valu
 bool QD_ADOOrvelQuery::_getStringField(const char* name, int index, std::string& value) const {
     value.clear();
     return takeValue(name, index, [&](const ado::Variant& content) {
-        if (const auto* const text = std::get_if<std::string>(&content)) {
-            platform::assignNarrow(value, *text);
-        } else {
+        const auto* const text = std::get_if<std::string>(&content);
+        if (text == nullptr) {
             platform::assignNarrow(value, ado::toText(content));
+        } else if (text->size() <= ado::worthKeeping || !platform::narrowIsUtf8()) {
+            platform::assignNarrow(value, *text);
+        } else { // a large one is not to be there twice
+            value = field(name, index).takeText();
         }
     });
 }
@@ -249,6 +257,6 @@ std::shared_ptr<ado::Connection> QD_ADOOrvelQuery::getActiveConnection() const {
 /// By name in any letter case, or by position, which ADO takes as 16 bits.
 ado::Field& QD_ADOOrvelQuery::field(const char* name, int index) const {
     ado::Fields& columns = needed(fields);
-    return name != nullptr ? columns.item(platform::narrowToUtf8(name))
+    return name != nullptr ? fieldNamed(columns, name)
                            : columns.item(std::int32_t{static_cast<std::int16_t>(index)});
 }

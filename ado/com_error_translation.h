@@ -24,7 +24,7 @@ using AdoConnection = std::shared_ptr<platform::ado::Connection>;
 template <class Object>
 Object& needed(const std::shared_ptr<Object>& object) {
     if (object == nullptr) {
-        throw platform::ComError(platform::ePointer, {});
+        platform::failNullPointer();
     }
     return *object;
 }
@@ -32,7 +32,7 @@ Object& needed(const std::shared_ptr<Object>& object) {
 template <class Object>
 Object& needed(Object* object) {
     if (object == nullptr) {
-        throw platform::ComError(platform::ePointer, {});
+        platform::failNullPointer();
     }
     return *object;
 }

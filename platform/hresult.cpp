@@ -71,4 +71,6 @@ std::string hresultText(std::uint32_t hresult) {
 ComError::ComError(std::uint32_t hresult, std::string description)
     : status(hresult), words(std::move(description)) {}
 
+void failNullPointer() { throw ComError(ePointer, {}); }
+
 } // namespace orvel::platform

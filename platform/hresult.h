@@ -40,6 +40,9 @@ private:
     std::string words;
 };
 
+/// A call through a reference that refers to nothing: ComError with E_POINTER. Apart, so that each such call costs a comparison.
+[[noreturn]] void failNullPointer();
+
 } // namespace orvel::platform
 
 #endif

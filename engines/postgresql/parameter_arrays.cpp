@@ -23,11 +23,9 @@ constexpr Oid numericType = 1700;
 namespace orvel::engines::postgresql {
 
 void ParameterArrays::take(ado::ParameterValues values, bool typed) {
-    pointers.resize(values.size());
-    sizes.resize(values.size());
-    forms.resize(values.size());
-    oids.resize(values.size());
-    numbers.resize(values.size());
+    if (pointers.size() != values.size()) {
+        resize(values.size());
+    }
     for (std::size_t index = 0; index < values.size(); ++index) {
         const ado::ParameterObject& parameter = *values[index];
         if (std::holds_alternative<ado::Null>(parameter.value())) {
@@ -37,6 +35,15 @@ void ParameterArrays::take(ado::ParameterValues values, bool typed) {
         }
         oids[index] = typed ? oids[index] : unspecified;
     }
+}
+
+/// The array that is looked at for the size comes last: without memory for the others, it is to be done again.
+void ParameterArrays::resize(std::size_t count) {
+    sizes.resize(count);
+    forms.resize(count);
+    oids.resize(count);
+    numbers.resize(count);
+    pointers.resize(count);
 }
 
 bool ParameterArrays::isTyped() const noexcept {

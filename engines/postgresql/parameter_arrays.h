@@ -39,6 +39,7 @@ private:
     std::vector<Oid> oids;
     std::vector<Number> numbers; ///< what is not sent from where it lies
 
+    void resize(std::size_t count);
     void takeNull(std::size_t index, const ado::ParameterObject& parameter);
     void takeValue(std::size_t index, const ado::ParameterObject& parameter, bool typed);
     void takeReal(std::size_t index, double real, bool typed);

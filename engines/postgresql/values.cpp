@@ -10,7 +10,6 @@
 #include <iterator>
 #include <limits>
 #include <string>
-#include <type_traits>
 
 #include "platform/ado/constants.h"
 #include "platform/ado/status.h"
@@ -63,13 +62,11 @@ Number bigEndian(std::string_view raw) {
     if (raw.size() != sizeof(Number)) {
         malformed();
     }
-    Number number = 0;
-    for (const char byte : raw) {
-        number =
-            static_cast<Number>((std::uint64_t{static_cast<std::make_unsigned_t<Number>>(number)} << 8U) |
-                                static_cast<unsigned char>(byte));
+    std::uint64_t number = 0;
+    for (std::size_t place = 0; place < sizeof(Number); ++place) {
+        number = number << 8U | static_cast<unsigned char>(raw[place]);
     }
-    return number;
+    return static_cast<Number>(number);
 }
 
 template <class Number>

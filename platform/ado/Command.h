@@ -1,7 +1,9 @@
 #ifndef ORVEL_PLATFORM_ADO_COMMAND_H
 #define ORVEL_PLATFORM_ADO_COMMAND_H
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,7 +23,8 @@ public:
     virtual void setPrecision(std::uint8_t digits) = 0;
     virtual void setNumericScale(std::uint8_t digits) = 0;
     /// Adds bytes to the value of a binary parameter.
-    virtual void appendChunk(Variant&& data) = 0;
+    /// @throws ComError  3001 for a parameter of another type
+    virtual void appendChunk(std::span<const std::byte> data) = 0;
 };
 
 /// The parameters of a command: the n-th belongs to the n-th marker.
@@ -30,7 +33,7 @@ public:
     virtual ~Parameters() = default;
 
     /// @throws ComError  3001 for an empty reference, 3708 for a text or binary parameter without a size
-    virtual void append(Ref<Parameter> parameter) = 0;
+    virtual void append(const Ref<Parameter>& parameter) = 0;
     virtual std::int32_t count() = 0;
     /// ADO's Delete.
     /// @throws ComError  3265 when there is none at `index` (from 0)

@@ -27,6 +27,8 @@ public:
     virtual std::int32_t type() = 0;
     /// Valid until the next row or the end of the recordset.
     virtual const Variant& value() = 0;
+    /// The value as text, for one who keeps it: its memory is handed over, and a further call reads the value again.
+    virtual std::string takeText() = 0;
     /// Bytes of the current value; 0 for NULL.
     virtual std::int32_t actualSize() = 0;
     /// The first `length` bytes of a binary value, as Bytes; of a text, as text; NULL of NULL. Every call

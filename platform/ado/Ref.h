@@ -27,7 +27,7 @@ public:
 
     Object* operator->() const {
         if (target == nullptr) {
-            throw ComError(ePointer, {});
+            failNullPointer();
         }
         return target.get();
     }

@@ -65,6 +65,19 @@ inline bool isEmptyOrNull(const Variant& value) noexcept {
     return std::holds_alternative<Empty>(value) || std::holds_alternative<Null>(value);
 }
 
+/// Up to this size, memory is kept for the next execution.
+inline constexpr std::size_t worthKeeping = std::size_t{64} * 1024;
+
+/// Makes NULL of a value that takes more memory than that.
+inline void forgetLargeValue(Variant& value) noexcept {
+    const auto* const text = std::get_if<std::string>(&value);
+    const auto* const bytes = std::get_if<Bytes>(&value);
+    if ((text != nullptr && text->capacity() > worthKeeping) ||
+        (bytes != nullptr && bytes->capacity() > worthKeeping)) {
+        value = Null{};
+    }
+}
+
 /// Conversions. All raise ComError: DISP_E_TYPEMISMATCH for NULL, a missing argument, bytes, and a text that
 /// is not a number; DISP_E_OVERFLOW for a value that the target cannot hold. Empty is 0 or an empty
 /// text. True is -1. A date counts as its days since 1899-12-30.

@@ -19,15 +19,13 @@ void requireValueLength(std::size_t bytes) {
     }
 }
 
-void requireValueForEachMarker(std::size_t markers, std::size_t values) {
+void failForMarkers(std::size_t markers, std::size_t values) {
     if (values > markers) {
         throw ComError(adErrInvalidParamInfo, "The command has " + std::to_string(values) +
                                                   " parameters for " + std::to_string(markers) + " markers.");
     }
-    if (values < markers) {
-        throw ComError(dbParamNotOptional, "The command has " + std::to_string(markers) + " markers and " +
-                                               std::to_string(values) + " parameters.");
-    }
+    throw ComError(dbParamNotOptional, "The command has " + std::to_string(markers) + " markers and " +
+                                           std::to_string(values) + " parameters.");
 }
 
 } // namespace orvel::platform::ado

@@ -19,7 +19,14 @@ void requireTextLength(std::size_t bytes);
 void requireValueLength(std::size_t bytes);
 
 /// @throws ComError  3708 for more values than markers, DB_E_PARAMNOTOPTIONAL for fewer
-void requireValueForEachMarker(std::size_t markers, std::size_t values);
+[[noreturn]] void failForMarkers(std::size_t markers, std::size_t values);
+
+/// @throws ComError  unless there are as many of both
+inline void requireValueForEachMarker(std::size_t markers, std::size_t values) {
+    if (values != markers) {
+        failForMarkers(markers, values);
+    }
+}
 
 } // namespace orvel::platform::ado
 

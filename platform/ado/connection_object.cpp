@@ -14,6 +14,8 @@ namespace orvel::platform::ado {
 
 Ref<Connection> makeConnection() { return std::make_shared<ConnectionObject>(); }
 
+ConnectionObject::ConnectionObject() = default;
+
 ConnectionObject::~ConnectionObject() {
     if (session != nullptr) {
         session->disconnect(); // though a cursor may still share the session
@@ -105,6 +107,18 @@ Ref<Recordset> ConnectionObject::deliver(const std::shared_ptr<Statement>& state
     }
     statement->finish();
     return rowsWanted ? std::make_shared<RecordsetObject>(shared_from_this(), nullptr, 0) : nullptr;
+}
+
+std::vector<FieldObject> ConnectionObject::takeSpareFields() noexcept {
+    return std::exchange(spareFields, {});
+}
+
+void ConnectionObject::keepSpareFields(std::vector<FieldObject>&& fields) noexcept {
+    constexpr std::size_t most = 64;
+    if (fields.size() <= most) {
+        std::ranges::for_each(fields, &FieldObject::forgetLargeValues);
+        spareFields = std::move(fields);
+    }
 }
 
 void ConnectionObject::setIsolationLevel(std::int32_t level) {

@@ -4,15 +4,18 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/ado/Connection.h"
 #include "platform/ado/engine.h"
 
 namespace orvel::platform::ado {
 
+class FieldObject;
+
 class ConnectionObject final : public Connection, public std::enable_shared_from_this<ConnectionObject> {
 public:
-    ConnectionObject() = default;
+    ConnectionObject();
     ConnectionObject(const ConnectionObject&) = delete;
     ConnectionObject& operator=(const ConnectionObject&) = delete;
     ~ConnectionObject() override;
@@ -41,11 +44,16 @@ public:
     Ref<Recordset> deliver(const std::shared_ptr<Statement>& statement, Variant* recordsAffected,
                            std::int32_t options);
 
+    /// Fields of a recordset that is gone: their memory is for those of the next one.
+    std::vector<FieldObject> takeSpareFields() noexcept;
+    void keepSpareFields(std::vector<FieldObject>&& fields) noexcept;
+
 private:
     std::shared_ptr<ErrorList> errorsOfLastCall = std::make_shared<ErrorList>();
     std::shared_ptr<Session> session;
     std::shared_ptr<Statement>
         direct; ///< of the last text that was executed; used again when nobody reads from it
+    std::vector<FieldObject> spareFields;
     std::string clientName;
     std::string clientVersion;
     std::int32_t connectionTimeout = 0;

@@ -23,7 +23,7 @@ public:
     /// Begins a call: clears the errors of the call before.
     void clear() noexcept {
         if (!entries.empty()) {
-            entries.clear();
+            forget();
         }
     }
     const std::vector<Diagnostic>& all() const noexcept { return entries; }
@@ -38,6 +38,9 @@ public:
 
 private:
     std::vector<Diagnostic> entries;
+
+    /// Apart: every call of the model begins with the question whether there are any.
+    [[gnu::noinline]] void forget() noexcept { entries.clear(); }
 };
 
 /// The status code of a failure, as far as its SQLSTATE tells.

@@ -63,10 +63,15 @@ void convert(std::int32_t type, Variant&& from, Variant& to) {
 namespace orvel::platform::ado {
 
 void ParameterObject::assign(std::int32_t newType, std::int32_t newSize, Variant&& newValue) {
-    if (isEmptyOrNull(newValue)) {
+    isMissing = std::holds_alternative<Missing>(newValue);
+    if (isMissing) {
+        if (auto* const bytes = std::get_if<Bytes>(&content)) {
+            bytes->clear(); // its memory is for what follows
+        } else {
+            content = Null{};
+        }
+    } else if (isEmptyOrNull(newValue)) {
         content = Null{};
-    } else if (std::holds_alternative<Missing>(newValue)) {
-        content = Missing{};
     } else {
         convert(newType, std::move(newValue), content);
     }
@@ -76,25 +81,14 @@ void ParameterObject::assign(std::int32_t newType, std::int32_t newSize, Variant
     declaredScale = 0;
 }
 
-void ParameterObject::appendChunk(Variant&& data) {
-    auto* const chunk = std::get_if<Bytes>(&data);
-    if (dataType != adLongVarBinary || chunk == nullptr) {
-        throw ComError(adErrInvalidArgument, "Only bytes can be appended, and only to a binary parameter.");
+void ParameterObject::appendChunk(std::span<const std::byte> data) {
+    if (dataType != adLongVarBinary) {
+        throw ComError(adErrInvalidArgument, "Bytes can be appended to a binary parameter only.");
     }
-    if (auto* whole = std::get_if<Bytes>(&content)) {
-        whole->insert(whole->end(), chunk->begin(), chunk->end());
-    } else {
-        content = std::move(*chunk);
-    }
-}
-
-void ParameterObject::forgetLargeValue() noexcept {
-    const auto* text = std::get_if<std::string>(&content);
-    const auto* data = std::get_if<Bytes>(&content);
-    if ((text != nullptr && text->capacity() > worthKeeping) ||
-        (data != nullptr && data->capacity() > worthKeeping)) {
-        content = Null{};
-    }
+    auto* const begun = std::get_if<Bytes>(&content);
+    Bytes& bytes = begun != nullptr ? *begun : content.emplace<Bytes>();
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    isMissing = false;
 }
 
 void ParameterObject::failMissing() { throw ComError(dbParamNotOptional, "A parameter has no value."); }
@@ -109,7 +103,7 @@ std::int64_t int64Of(const Decimal& decimal) noexcept {
     return static_cast<std::int64_t>(decimal.sign == Decimal::negative ? 0 - decimal.low : decimal.low);
 }
 
-void ParameterList::append(Ref<Parameter> parameter) {
+void ParameterList::append(const Ref<Parameter>& parameter) {
     const Parameter* const given = parameter.get();
     const bool isMade = given != nullptr && given == spare().get(); // by `make`, as it mostly is
     if (!isMade && (given == nullptr || typeid(*given) != typeid(ParameterObject))) {

@@ -12,9 +12,6 @@
 
 namespace orvel::platform::ado {
 
-/// Up to this size, memory is kept for the next execution.
-inline constexpr std::size_t worthKeeping = std::size_t{64} * 1024;
-
 class ParameterObject final : public Parameter {
 public:
     /// Makes it a new parameter.
@@ -22,13 +19,13 @@ public:
 
     void setPrecision(std::uint8_t digits) override { declaredPrecision = digits; }
     void setNumericScale(std::uint8_t digits) override { declaredScale = digits; }
-    void appendChunk(Variant&& data) override;
+    void appendChunk(std::span<const std::byte> data) override;
 
     std::int32_t type() const noexcept { return dataType; }
     /// Of the parameter's type, or NULL.
     /// @throws ComError  DB_E_PARAMNOTOPTIONAL when it was to follow and did not
     const Variant& value() const {
-        if (std::holds_alternative<Missing>(content)) {
+        if (isMissing) {
             failMissing();
         }
         return content;
@@ -37,7 +34,7 @@ public:
     std::uint8_t scale() const noexcept { return declaredScale; }
 
     /// Gives up a value that is too large to be kept until the parameter is used again.
-    void forgetLargeValue() noexcept;
+    void forgetLargeValue() noexcept { ado::forgetLargeValue(content); }
 
     /// The size says how long a text or a binary may be: without one, neither can be appended.
     bool isComplete() const noexcept {
@@ -47,7 +44,8 @@ public:
 private:
     std::int32_t dataType = 0;
     std::int32_t size = 0;
-    Variant content; ///< of the parameter's type, NULL, or missing
+    Variant content;        ///< of the parameter's type, or NULL
+    bool isMissing = false; ///< the content is to follow
     std::uint8_t declaredPrecision = 0;
     std::uint8_t declaredScale = 0;
 
@@ -62,7 +60,7 @@ std::int64_t int64Of(const Decimal& decimal) noexcept;
 /// Commands that run often get all their parameters anew each time: what was removed is used again.
 class ParameterList final : public Parameters {
 public:
-    void append(Ref<Parameter> parameter) override;
+    void append(const Ref<Parameter>& parameter) override;
     std::int32_t count() override { return static_cast<std::int32_t>(used); }
     void remove(std::int32_t index) override;
 

@@ -15,9 +15,10 @@ RecordsetObject::RecordsetObject(std::shared_ptr<ConnectionObject> ofConnection,
         return;
     }
     statement->beginRows();
-    columns.reserve(static_cast<std::size_t>(columnCount));
-    for (std::size_t position = 0; position < static_cast<std::size_t>(columnCount); ++position) {
-        columns.emplace_back(*this, position);
+    columns = connection->takeSpareFields();
+    columns.resize(static_cast<std::size_t>(columnCount));
+    for (std::size_t position = 0; position < columns.size(); ++position) {
+        columns[position].attach(*this, position);
     }
     row = 1;
     advance();
@@ -26,6 +27,9 @@ RecordsetObject::RecordsetObject(std::shared_ptr<ConnectionObject> ofConnection,
 RecordsetObject::~RecordsetObject() {
     if (statement != nullptr) {
         statement->closeCursor();
+    }
+    if (!columns.empty()) {
+        connection->keepSpareFields(std::move(columns));
     }
 }
 
@@ -94,6 +98,11 @@ FieldObject& RecordsetObject::fieldAt(std::size_t position) {
     return columns[position];
 }
 
+void FieldObject::forgetLargeValues() noexcept {
+    ado::forgetLargeValue(current);
+    ado::forgetLargeValue(chunk);
+}
+
 std::string FieldObject::name() { return recordset->requireOpen().columnName(position); }
 
 std::int32_t FieldObject::type() { return recordset->requireOpen().columnType(position); }
@@ -108,6 +117,13 @@ const Variant& FieldObject::value() {
         rowOfValue = recordset->row;
     }
     return current;
+}
+
+std::string FieldObject::takeText() {
+    value();
+    rowOfValue = 0;
+    auto* const text = std::get_if<std::string>(&current);
+    return text != nullptr ? std::exchange(*text, {}) : toText(current);
 }
 
 std::int32_t FieldObject::actualSize() {

@@ -14,18 +14,24 @@ class RecordsetObject;
 
 class FieldObject final : public Field {
 public:
-    FieldObject(RecordsetObject& ofRecordset, std::size_t atPosition)
-        : recordset(&ofRecordset), position(atPosition) {}
+    void attach(RecordsetObject& toRecordset, std::size_t atPosition) noexcept {
+        recordset = &toRecordset;
+        position = atPosition;
+        rowOfValue = 0;
+    }
+    /// Keeps memory for the values to come, but not much of it.
+    void forgetLargeValues() noexcept;
 
     std::string name() override;
     std::int32_t type() override;
     const Variant& value() override;
+    std::string takeText() override;
     std::int32_t actualSize() override;
     const Variant& getChunk(std::int32_t length) override;
 
 private:
-    RecordsetObject* recordset;
-    std::size_t position;
+    RecordsetObject* recordset = nullptr;
+    std::size_t position = 0;
     std::uint64_t rowOfValue = 0; ///< 0: of none
     Variant current;
     Variant chunk; ///< of the last call for one

@@ -78,6 +78,7 @@ struct ScriptedField : ado::Field {
     std::string name() override { return column.name; }
     std::int32_t type() override { return column.type; }
     const ado::Variant& value() override { return column.value; }
+    std::string takeText() override { return ado::toText(column.value); }
     std::int32_t actualSize() override { return column.size; }
     const ado::Variant& getChunk(std::int32_t) override { return column.chunk; }
 };
@@ -172,8 +173,10 @@ struct ScriptedCommand : ado::Command, ado::Parameters, ado::Parameter {
     }
     void setPrecision(std::uint8_t digits) override { script.called("Precision", +digits); }
     void setNumericScale(std::uint8_t digits) override { script.called("NumericScale", +digits); }
-    void appendChunk(ado::Variant&& data) override { script.called("AppendChunk", written(data)); }
-    void append(ado::Ref<ado::Parameter> parameter) override {
+    void appendChunk(std::span<const std::byte> data) override {
+        script.called("AppendChunk", std::to_string(data.size()) + " bytes");
+    }
+    void append(const ado::Ref<ado::Parameter>& parameter) override {
         script.called("Append");
         if (!parameter) throw platform::ComError(ado::adErrInvalidArgument, "no parameter");
         ++appended;

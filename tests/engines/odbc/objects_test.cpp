@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -344,8 +345,8 @@ TEST_P(OdbcObjects, readValuesInPartsAndMeasureThem) {
     const auto insert = command("INSERT INTO t VALUES (?, ?)");
     const auto bytes =
         insert->createParameter("", ado::adLongVarBinary, ado::adParamInput, 3, ado::Missing{});
-    bytes->appendChunk(ado::Bytes{std::byte{0}, std::byte{7}});
-    bytes->appendChunk(ado::Bytes{std::byte{14}});
+    bytes->appendChunk(std::array{std::byte{0}, std::byte{7}});
+    bytes->appendChunk(std::array{std::byte{14}});
     insert->parameters().append(bytes);
     add(insert, ado::adInteger, 4, ado::Empty{});
     insert->execute(nullptr, ado::adExecuteNoRecords);
