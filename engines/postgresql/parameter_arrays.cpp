@@ -33,7 +33,11 @@ void ParameterArrays::take(ado::ParameterValues values, bool typed) {
         } else {
             takeValue(index, parameter, typed);
         }
-        oids[index] = typed ? oids[index] : unspecified;
+        if (!typed &&
+            oids[index] !=
+                byteaType) { // bytes that went by another type would be read as its own form of a value
+            oids[index] = unspecified;
+        }
     }
 }
 

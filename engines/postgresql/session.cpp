@@ -241,8 +241,8 @@ void Session::finishTrip(Guard guard, const TextTraits& text, bool wasInTransact
     }
     if (!failure) {
         hasSavepoint = guard != Guard::none || (hasSavepoint && !text.controlsTransaction);
+        transaction.noteWork(); // first: there may be no memory for the name
         nameSavepoint(savepointNumber + (text.controlsTransaction ? 1 : 0));
-        transaction.noteWork();
         return;
     }
     undoFailure(wasInTransaction);

@@ -134,6 +134,20 @@ TEST_P(NativePostgresql, parametersAreWhatTheServerCanRead) {
     EXPECT_EQ(errorOf([&] { with(command("SELECT nofunction(?)"), 3)->execQuery(0); }).hr, 0x80040E14);
 }
 
+TEST_P(NativePostgresql, bytesAreNoOtherValue) {
+    run("CREATE TABLE b (i INTEGER, r DOUBLE PRECISION, u UUID)");
+    const std::vector<unsigned char> bytes(16, 1);
+    for (const auto& [column, size] : {std::pair{"i", 4}, std::pair{"r", 8}, std::pair{"u", 16}}) {
+        const auto insert = command(std::string("INSERT INTO b (") + column + ") VALUES (?)");
+        for (int execution = 0; execution < 3; ++execution) {
+            insert->resetParams();
+            insert->addBlobParam(bytes.data(), size);
+            EXPECT_EQ(errorOf([&] { insert->execNoQuery(0); }).code, QD_ORVEL_ERR_SQL_STATEMENT) << column;
+        }
+    }
+    EXPECT_EQ(ask("SELECT COUNT(*) FROM b"), 0);
+}
+
 TEST_P(NativePostgresql, copyIsRefusedAndTheSessionGoesOn) {
     for (const bool inTransaction : {false, true}) {
         QD_OrvelTransaction transaction(connection, 0, inTransaction, "");
